@@ -1,0 +1,190 @@
+#include "Kiv/HashMap2018.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/MapModel.h"
+
+namespace {
+
+using Kiv::HashMap2018;
+using Kiv::HashSet2018;
+using Kiv::Ptr;
+using Kiv::String;
+using testing::ElementsAre;
+
+static_assert( sizeof( HashMap2018<std::uint64_t, String> ) <= 32 );
+static_assert( std::is_nothrow_default_constructible_v<HashMap2018<std::uint64_t, String>>, "allocates nothing" );
+
+std::uint32_t mixed( std::uint32_t id ) { return Kiv::hashOf( id ); }
+std::uint32_t same( std::uint32_t ) { return 0x12345678; }
+std::uint32_t few( std::uint32_t id ) { return Kiv::hashOf( id % 7 ); }
+std::uint32_t firstOrLast( std::uint32_t id ) { return id % 3 == 0 ? 0 : 0xFFFFFFFF; }
+std::uint32_t lastBuckets( std::uint32_t id ) { return Kiv::bitReverse( 0xFFFFFFFF - id / 2 ); }
+std::uint32_t oneRun( std::uint32_t id ) { return Kiv::bitReverse( id ); }
+std::uint32_t runs( std::uint32_t id ) { return Kiv::bitReverse( ( id % 2 << 31 ) + id ); }
+
+template <std::uint32_t ( *hashFunction )( std::uint32_t )>
+struct HashedKey {
+  std::uint32_t id;
+
+  explicit HashedKey( std::uint32_t number ) : id( number ) {}
+  std::uint32_t hash() const { return hashFunction( id ); }
+  bool operator==( HashedKey const& ) const = default;
+};
+
+template <class Collection>
+auto itemsOf( Collection const& collection ) {
+  std::vector<typename Collection::Item> items;
+  for ( auto const& item : collection ) items.push_back( item );
+  return items;
+}
+
+TEST( HashMap2018, EnumerationsIterateInBitReversedOrder ) {
+  enum class Small : std::uint32_t {};
+  HashSet2018<Small> set;
+  for ( std::uint32_t value = 0; value < 8; ++value ) EXPECT_TRUE( set.insert( Small{ value } ) );
+  EXPECT_FALSE( set.insert( Small{ 5 } ) );
+  EXPECT_THAT( itemsOf( set ), ElementsAre( Small{ 0 }, Small{ 4 }, Small{ 2 }, Small{ 6 }, Small{ 1 }, Small{ 5 },
+                                            Small{ 3 }, Small{ 7 } ) );
+}
+
+TEST( HashMap2018, AgreesWithAModelWhenHashesAreMixed ) { MapModel::run<HashMap2018<HashedKey<mixed>, String>>(); }
+TEST( HashMap2018, AgreesWithAModelWhenAllHashesAreEqual ) { MapModel::run<HashMap2018<HashedKey<same>, String>>(); }
+TEST( HashMap2018, AgreesWithAModelWhenHashesAreFew ) { MapModel::run<HashMap2018<HashedKey<few>, String>>(); }
+TEST( HashMap2018, AgreesWithAModelWhenHashesAreTheLeastAndTheGreatest ) {
+  MapModel::run<HashMap2018<HashedKey<firstOrLast>, String>>();
+}
+TEST( HashMap2018, AgreesWithAModelWhenAllMembersCrowdTheLastBucket ) {
+  MapModel::run<HashMap2018<HashedKey<lastBuckets>, String>>();
+}
+TEST( HashMap2018, AgreesWithAModelWhenMembersLieInLongRuns ) { MapModel::run<HashMap2018<HashedKey<runs>, String>>(); }
+
+// Members that come in ascending order form one run in the first homes of a table that is still small. Here it never
+// spreads out: searches that walk through it look at 5 * 10^11 slots, which takes minutes.
+TEST( HashMap2018, SearchesGallopThroughARunOfAscendingMembers ) {
+  using Key = HashedKey<oneRun>;
+  HashSet2018<Key> set, copy;
+  for ( std::uint32_t i = 0; i < 500000; ++i ) set.insert( Key( i ) );
+  for ( Key const key : set ) EXPECT_TRUE( copy.insert( key ) );
+  EXPECT_TRUE( copy == set );
+  std::uint32_t visited = 0;
+  for ( Key const key : set ) {
+    set.set( Key( 500000 + key.id % 2 ), {} );
+    set.erase( Key( 500000 + key.id % 2 ) );
+    ++visited;
+  }
+  EXPECT_EQ( 500000U, visited );
+  for ( std::uint32_t i = 500000; i-- > 0; ) EXPECT_TRUE( copy.erase( Key( i ) ) );
+}
+
+// As above with mixed hashes, where growth dissolves the run again and again. Looking for the first member from the
+// first slot on would look at 10^11 slots when the map is then emptied from the front.
+TEST( HashMap2018, FillingInIterationOrderAndEmptyingFromTheFrontAreLinear ) {
+  HashMap2018<std::uint32_t, std::uint32_t> map, copy;
+  for ( std::uint32_t i = 0; i < 500000; ++i ) map.insert( i, i );
+  for ( auto const [key, value] : map ) EXPECT_TRUE( copy.insert( key, value ) );
+  EXPECT_TRUE( copy == map );
+  while ( !copy.empty() ) copy.erase( copy.begin().key() );
+  EXPECT_FALSE( copy == map );
+}
+
+TEST( HashMap2018, DeletingTheCurrentMemberMovesTheIteratorOn ) {
+  HashMap2018<std::uint32_t, String> map;
+  for ( std::uint32_t i = 0; i < 1000; ++i ) map.set( i, String( std::to_string( i ) ) );
+  std::size_t visited = 0;
+  for ( auto const [key, value] : map ) {
+    EXPECT_EQ( std::to_string( key ), value.view() );
+    EXPECT_TRUE( map.erase( key ) );
+    ++visited;
+  }
+  EXPECT_EQ( 1000U, visited );
+  EXPECT_TRUE( map.empty() );
+}
+
+TEST( HashMap2018, ReadingADeletedMemberIsFatal ) {
+  HashSet2018<std::uint32_t> set;
+  set.insert( 7 );
+  set.insert( 8 );
+  auto const at = set.begin();
+  set.erase( *at );
+  EXPECT_DEATH( *at, "fatal check failed" );
+  set.clear();
+  EXPECT_DEATH( *at, "fatal check failed" );
+}
+
+TEST( HashMap2018, EqualityIgnoresTheOrderOfEqualHashes ) {
+  HashMap2018<HashedKey<same>, int> ascending, descending;
+  for ( std::uint32_t i = 0; i < 10; ++i ) {
+    ascending.set( HashedKey<same>( i ), 1 );
+    descending.set( HashedKey<same>( 9 - i ), 1 );
+  }
+  EXPECT_TRUE( ascending == descending );
+  descending.set( HashedKey<same>( 3 ), 2 );
+  EXPECT_FALSE( ascending == descending );
+}
+
+TEST( HashMap2018, CopiesAreIndependentAndMovedMapsAreEmpty ) {
+  HashMap2018<std::uint32_t, String> map;
+  for ( std::uint32_t i = 0; i < 100; ++i ) map.set( i, "a" );
+  auto const at = map.begin();
+  HashMap2018<std::uint32_t, String> copy = map;
+  copy.set( 5, "b" );
+  HashMap2018<std::uint32_t, String> const moved = std::move( map );
+  EXPECT_EQ( "a", *moved.find( 5 ) );
+  EXPECT_TRUE( map.empty() );  // NOLINT: a moved map is an empty one
+  EXPECT_DEATH( at.key(), "fatal check failed" );
+  map = std::move( copy );
+  EXPECT_EQ( "b", *map.find( 5 ) );
+  EXPECT_EQ( moved.begin().key(), at.key() );  // the place holds a member again
+}
+
+TEST( HashMap2018, UpdateChangesTheStoredValueAndMustLeaveTheMapAlone ) {
+  HashMap2018<std::uint32_t, int> map;
+  map.set( 1, 10 );
+  EXPECT_TRUE( map.update( 1, []( int& value ) { ++value; } ) );
+  EXPECT_FALSE( map.update( 2, []( int& value ) { ++value; } ) );
+  EXPECT_EQ( 11, map.find( 1 ) );
+  EXPECT_DEATH( map.update( 1, [&]( int& ) { map.erase( 1 ); } ), "fatal check failed" );
+}
+
+/// Uses the map that it leaves: looks itself up, and deletes the member with the next key.
+class Leaver : public Kiv::PtrInterface {
+ public:
+  using Map = HashMap2018<std::uint32_t, Ptr<Leaver>>;
+
+  Leaver( Map& map, std::uint32_t key, std::uint32_t& left ) : map_( map ), key_( key ), left_( left ) {}
+  ~Leaver() override {
+    EXPECT_NE( this, map_.find( key_ ).get() );
+    map_.erase( key_ + 1 );
+    ++left_;
+  }
+  std::uint32_t const& key() const { return key_; }
+
+ private:
+  Map& map_;
+  std::uint32_t key_;
+  std::uint32_t& left_;
+};
+
+TEST( HashMap2018, DestructorsOfValuesMayUseTheMap ) {
+  std::uint32_t left = 0;
+  {
+    Leaver::Map map;
+    auto const fill = [&] {
+      for ( std::uint32_t i = 0; i < 100; ++i ) map.set( i, Kiv::make<Leaver>( map, i, left ) );
+    };
+    fill();
+    map.erase( map.find( 50 )->key() );  // the key goes with its member
+    EXPECT_EQ( 50U, map.size() );
+    map.set( map.find( 20 )->key(), nullptr );
+    EXPECT_EQ( 21U, map.size() );
+    map.clear();
+    EXPECT_EQ( 100U, left );
+    fill();
+    EXPECT_EQ( 100U, left );
+  }
+  EXPECT_EQ( 200U, left );
+}
+
+}  // namespace
