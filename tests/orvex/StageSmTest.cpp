@@ -1,0 +1,94 @@
+#include "Orvex/OrvexStageSm.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "orvex/TestStages.h"
+
+namespace Orvex {
+namespace {
+
+using Test::TestStage;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Logs each change of a status as the reader of that moment sees it.
+class StatusLog : public StageStatus::NotifieeConst {
+ public:
+  explicit StatusLog( Kiv::Ptr<StageStatus const> const& status ) {
+    hasNotificationActiveIs( true );
+    notifierIs( status );
+  }
+  void onKickTime() override { add( "kickTime" ); }
+  void onStatus() override { add( "status" ); }
+
+  std::vector<std::string> lines;
+
+ private:
+  void add( char const* attribute ) {
+    Kiv::TextStream line;
+    line << attribute << ": " << notifier()->status() << " for " << notifier()->kickTime();
+    lines.push_back( line.str() );
+  }
+};
+
+class StageSmTest : public testing::Test {
+ protected:
+  Kiv::Ptr<StageConfig> config = Kiv::make<StageConfig>();
+  Kiv::Ptr<StageStatus> status = Kiv::make<StageStatus>();
+};
+
+TEST_F( StageSmTest, AKickTimeIsInPlaceBeforeItsStatus ) {
+  auto const stage = stageSmFactory( Brae::ChipId( 1 ), config, status );
+  auto const log = Kiv::make<StatusLog>( status );
+  config->kickTimeIs( 5 );
+  stage->doSetStatus( StageStatusType::finishedSuccess );
+  config->kickTimeIs( 5 );
+  EXPECT_THAT( log->lines,
+               ElementsAre( "kickTime: init for 5", "status: inProgress for 5", "status: finishedSuccess for 5" ) );
+}
+
+TEST_F( StageSmTest, AnEqualFinalStatusReachesItsKickerWithEveryKick ) {
+  std::vector<std::string> log;
+  auto const stage = Kiv::make<TestStage>( "a", log );
+  stage->hasNotificationActiveIs( true );
+  auto const statusLog = Kiv::make<StatusLog>( stage->status() );
+  stage->kicker()->kickTimeIs( 1 );
+  statusLog->lines.clear();
+  stage->kicker()->kickTimeIs( 2 );
+  EXPECT_THAT( statusLog->lines, ElementsAre( "kickTime: finishedSuccess for 2", "status: inProgress for 2",
+                                              "status: finishedSuccess for 2" ) );
+}
+
+TEST_F( StageSmTest, ASecondKickStartsTheWorkAgainAndTheNewestTimeCounts ) {
+  std::vector<std::string> log;
+  auto const stage = Kiv::make<TestStage>( "a", log );
+  stage->result = StageStatusType::inProgress;
+  stage->kicker()->kickTimeIs( 1 );
+  EXPECT_THAT( log, IsEmpty() );
+  stage->hasNotificationActiveIs( true );
+  stage->kicker()->kickTimeIs( 2 );
+  stage->kicker()->kickTimeIs( 3 );
+  EXPECT_THAT( log, ElementsAre( "a", "a" ) );
+  EXPECT_EQ( StageStatusType::inProgress, stage->status()->status() );
+  EXPECT_EQ( 3, stage->status()->kickTime() );
+}
+
+TEST_F( StageSmTest, BindingToAnotherConfigIsAKickAlsoWithTheSameTime ) {
+  auto const stage = stageSmFactory( Brae::ChipId( 1 ), config, status );
+  auto const other = Kiv::make<StageConfig>();
+  auto const log = Kiv::make<StatusLog>( status );
+  stage->configIs( config );
+  stage->configDel();
+  config->kickTimeIs( 1 );
+  stage->doSetStatus( StageStatusType::finishedFailed );
+  EXPECT_THAT( log->lines, IsEmpty() );
+  stage->configIs( other );
+  EXPECT_THAT( log->lines, ElementsAre( "status: inProgress for 0" ) );
+  stage->hasNotificationActiveIs( false );
+  stage->configIs( config );
+  EXPECT_EQ( 1U, log->lines.size() );
+}
+
+}  // namespace
+}  // namespace Orvex
