@@ -11,6 +11,11 @@ Kiv::TraceHandle traceHandle( "OrvexStageControllerSm" );
 
 constexpr std::string_view kUnknownStage = "false && \"unknown stage\"";
 
+void kickMember( Kiv::Ptr<StageConfig> const& config, double kickTime ) {
+  Kiv::fatalUnless( config != nullptr, "every stage and every member of a stage has a config" );
+  config->kickTimeIs( kickTime );
+}
+
 }  // namespace
 
 /// Follows the stages' statuses that are added and removed.
@@ -117,8 +122,7 @@ Kiv::Ptr<OrvexStageControllerSm> orvexStageControllerSmFactory( Brae::ChipId chi
                                                                 Kiv::Ptr<StageSmConfig> const& stageSmConfig,
                                                                 Kiv::Ptr<StageSmStatus const> const& stageSmStatus,
                                                                 Kiv::Ptr<Brae::TimerWheel> const& timer ) {
-  auto const controller =
-      Kiv::make<OrvexStageControllerSm>( chipId, config, status, stageSmConfig, stageSmStatus, timer );
+  auto controller = Kiv::make<OrvexStageControllerSm>( chipId, config, status, stageSmConfig, stageSmStatus, timer );
   controller->handleInitialized();
   controller->hasNotificationActiveIs( true );
   return controller;
@@ -197,16 +201,11 @@ void OrvexStageControllerSm::kickStage( OrvexActiveStage stage ) {
   }
 }
 
-void OrvexStageControllerSm::kickMember( Kiv::Ptr<StageConfig> const& config, double kickTime ) {
-  Kiv::fatalUnless( config != nullptr, "every stage and every member of a stage has a config" );
-  config->kickTimeIs( kickTime );
-}
-
 template <class Key>
 void OrvexStageControllerSm::kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageConfig>> const& configs,
                                           double kickTime ) {
   if ( configs.empty() ) scheduleReview();
-  for ( auto const [ key, config ] : configs ) kickMember( config, kickTime );
+  for ( auto const [key, config] : configs ) kickMember( config, kickTime );
 }
 
 // Reviews
@@ -363,8 +362,8 @@ void OrvexStageControllerSm::watchMember( KivMemberStatuses<Key>& reactors,
 template <class Key>
 void OrvexStageControllerSm::watchMembers( KivMemberStatuses<Key>& reactors,
                                            Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& statuses ) {
-  for ( auto const [key, reactor] : reactors ) watchMember( reactors, statuses, key );
-  for ( auto const [key, status] : statuses ) watchMember( reactors, statuses, key );
+  for ( auto at = reactors.begin(); at; ++at ) watchMember( reactors, statuses, at.key() );
+  for ( auto at = statuses.begin(); at; ++at ) watchMember( reactors, statuses, at.key() );
 }
 
 }  // namespace Orvex

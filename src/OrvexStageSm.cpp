@@ -39,7 +39,7 @@ void StageSm::doSetStatus( StageStatusType status ) {
 
 Kiv::Ptr<StageSm> stageSmFactory( Brae::ChipId chipId, Kiv::Ptr<StageConfig const> const& config,
                                   Kiv::Ptr<StageStatus> const& status ) {
-  auto const stage = Kiv::make<StageSm>( chipId, config, status );
+  auto stage = Kiv::make<StageSm>( chipId, config, status );
   stage->hasNotificationActiveIs( true );
   return stage;
 }

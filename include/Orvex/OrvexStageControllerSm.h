@@ -66,16 +66,15 @@ class OrvexStageControllerSm : public StageSm {
 
   void transitStage();
   void kickStage( OrvexActiveStage stage );
-  void kickMember( Kiv::Ptr<StageConfig> const& config, double kickTime );
   template <class Key>
   void kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageConfig>> const& configs, double kickTime );
 
   void scheduleReview();
   void doReview();
   StageStatusType activeStageResult() const;
-  StageStatusType doCheckStageStatus( Kiv::Ptr<StageStatus const> const& status ) const;
+  StageStatusType doCheckStageStatus( Kiv::Ptr<StageStatus const> const& member ) const;
   template <class Key>
-  StageStatusType doCheckStageStatuses( Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& statuses ) const;
+  StageStatusType doCheckStageStatuses( Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& members ) const;
   StageStatusType doCheckPrefixXformStatus() const;
   StageStatusType doCheckRangeSplitStatus() const;
   StageStatusType doCheckComboLabelResolverStatus() const;

@@ -65,7 +65,7 @@ class TextReader {
   void expect( std::string_view literal );
   /// Reads up to, not including, the first of `stops` or the end.
   std::string_view until( std::string_view stops );
-  void expectEnd();
+  void expectEnd() const;
 
   /// Throws ParseException: "cannot read 'TEXT': expected EXPECTED at column N".
   [[noreturn]] void fail( std::string_view expected ) const;

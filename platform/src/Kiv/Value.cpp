@@ -18,7 +18,7 @@ std::string_view TextReader::until( std::string_view stops ) {
   return word;
 }
 
-void TextReader::expectEnd() {
+void TextReader::expectEnd() const {
   if ( !atEnd() ) fail( "nothing more" );
 }
 

@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# What takes too long for every change, and is run before a release: coverage, the analysers, and every long-running
+# program that the build has made under fuzz/ and soak/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/dependencies.sh
+
+minimum_line_coverage=90
+
+coverage() {
+  build_preset coverage
+  find build/coverage -name '*.gcda' -delete
+  ctest --preset coverage --no-tests=error -j "$(nproc)" | tail -n 3
+  gcovr --root . --object-directory build/coverage --filter 'platform/' --filter 'src/' --filter 'include/' \
+    --exclude-throw-branches --fail-under-line "$minimum_line_coverage"
+}
+
+clang_analyzer() {
+  build_preset clang
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
+    xargs -d '\n' -P "$(nproc)" -n 4 clang-tidy --quiet --checks='clang-analyzer-*' --warnings-as-errors='*' \
+      -p build/clang
+}
+
+cppcheck_sources() {
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
+    xargs -d '\n' cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr --quiet \
+      --error-exitcode=1 -Iplatform/include -Iinclude
+}
+
+long_runs() {
+  local count=0 program
+  while IFS= read -r program; do
+    count=$((count + 1))
+    "$program"
+  done < <(find build/release/fuzz build/release/soak -maxdepth 1 -type f -executable 2>/dev/null | sort)
+  echo "$count long-running programs run"
+}
+
+require_packages "${build_packages[@]}" "${check_packages[@]}" "${release_packages[@]}"
+step "coverage" coverage
+step "clang analyzer" clang_analyzer
+step "cppcheck" cppcheck_sources
+step "long runs" long_runs
+echo "All release checks passed."
