@@ -45,10 +45,16 @@ class NotifieeConst : public PtrInterface {
   ~NotifieeConst() override;
 
   bool hasNotificationActive() const noexcept { return active_; }
-  void hasNotificationActiveIs( bool active ) noexcept { active_ = active; }
+  void hasNotificationActiveIs( bool active ) noexcept {
+    active_ = active;
+    updateHearing();
+  }
 
   /// A reactor that is being torn down delivers nothing, whatever hasNotificationActive() says.
-  void kivDoZombieReactors( bool zombie ) noexcept { zombie_ = zombie; }
+  void kivDoZombieReactors( bool zombie ) noexcept {
+    zombie_ = zombie;
+    updateHearing();
+  }
 
   /// Called with what escaped a handler. The default prints it and ends the process: the handler's work is half done,
   /// and nobody else would know.
@@ -65,7 +71,7 @@ class NotifieeConst : public PtrInterface {
   /// caught.
   template <class Notifiee, class... Formal, class... Args>
   void deliver( void ( Notifiee::*handler )( Formal... ), Args const&... args ) {
-    if ( !active_ || zombie_ || level_ < Notifiee::kLevel ) return;
+    if ( hears_ < Notifiee::kLevel ) return;
     Ptr<NotifieeConst> const self( this );
     try {
       ( static_cast<Notifiee*>( this )->*handler )( args... );
@@ -74,7 +80,10 @@ class NotifieeConst : public PtrInterface {
     }
   }
 
-  void levelIs( unsigned level ) noexcept { level_ = level; }
+  void levelIs( unsigned level ) noexcept {
+    level_ = level;
+    updateHearing();
+  }
 
   StateMachine* machine() const noexcept { return machine_; }
 
@@ -82,9 +91,12 @@ class NotifieeConst : public PtrInterface {
   friend class Entity;
   friend class StateMachine;
 
+  void updateHearing() noexcept { hears_ = active_ && !zombie_ ? level_ : 0; }
+
   Ptr<Entity const> entity_;
   StateMachine* machine_ = nullptr;  // the owner, while it lives
   unsigned level_ = kLevel;
+  unsigned hears_ = 0;  // the level up to which attributes are delivered now; real ones begin at 1
   bool active_ = false;
   bool zombie_ = false;
 };
@@ -162,12 +174,13 @@ class Entity : public PtrInterface {
   /// One notification in progress.
   class Walk {
    public:
-    explicit Walk( Entity const& entity ) noexcept : entity_( &entity ), end_( entity.notifiees_->size() ) {
-      entity.notifiees_->walkBegins();
+    explicit Walk( Entity const& entity ) noexcept
+        : entity_( &entity ), list_( entity.notifiees_ ), end_( list_->size() ) {
+      list_->walkBegins();
     }
     ~Walk() {
-      entity_->notifiees_->walkEnds();
-      entity_->dropEmptyList();
+      if ( list_->walkEnds() ) [[unlikely]]
+        entity_->closeHoles();
     }
     Walk( Walk const& ) = delete;
     Walk& operator=( Walk const& ) = delete;
@@ -175,21 +188,21 @@ class Entity : public PtrInterface {
     /// The next reactor that was bound when the walk began and still is; null at the end.
     NotifieeConst* next() noexcept {
       while ( position_ < end_ )
-        if ( NotifieeConst* const notifiee = entity_->notifiees_->at( position_++ ) ) return notifiee;
+        if ( NotifieeConst* const notifiee = list_->at( position_++ ) ) return notifiee;
       return nullptr;
     }
 
    private:
     Ptr<Entity const> entity_;
+    Detail::NotifieeList* list_;
     std::size_t position_ = 0;
     std::size_t end_;
   };
 
   void notifieeAdd( NotifieeConst* notifiee ) const;
   void notifieeRemove( NotifieeConst* notifiee ) const noexcept;
-  void dropEmptyList() const noexcept {
-    if ( notifiees_->dispensable() ) delete std::exchange( notifiees_, nullptr );
-  }
+  void dropEmptyList() const noexcept;
+  void closeHoles() const noexcept;
 
   Entity* parent_ = nullptr;
   mutable Detail::NotifieeList* notifiees_ = nullptr;

@@ -35,9 +35,10 @@ class NotifieeList {
   }
 
   void walkBegins() noexcept { ++walks_; }
-  void walkEnds() noexcept {
-    if ( --walks_ != 0 || !holes_ ) return;
-    members_.erase( std::remove( members_.begin(), members_.end(), nullptr ), members_.end() );
+  /// True when this was the last walk and members were removed meanwhile: the holes can be closed.
+  bool walkEnds() noexcept { return --walks_ == 0 && holes_; }
+  void closeHoles() noexcept {
+    std::erase( members_, nullptr );
     holes_ = false;
   }
   bool dispensable() const noexcept { return walks_ == 0 && members_.empty(); }

@@ -1,6 +1,7 @@
 #include "Kiv/Entity.h"
 
 #include <string>
+#include <utility>
 
 #include "Kiv/StateMachine.h"
 
@@ -44,6 +45,15 @@ void Entity::notifieeAdd( NotifieeConst* notifiee ) const {
 
 void Entity::notifieeRemove( NotifieeConst* notifiee ) const noexcept {
   notifiees_->remove( notifiee );
+  dropEmptyList();
+}
+
+void Entity::dropEmptyList() const noexcept {
+  if ( notifiees_->dispensable() ) delete std::exchange( notifiees_, nullptr );
+}
+
+void Entity::closeHoles() const noexcept {
+  notifiees_->closeHoles();
   dropEmptyList();
 }
 
