@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <set>
+
+#include "Kiv/Hash.h"
 
 namespace {
 
@@ -92,6 +95,39 @@ TEST( Value, ParseErrorSaysWhereAndWhatIsExpected ) {
   };
   for ( Case const& each : cases )
     EXPECT_THAT( thrownText( [&] { strepToValue<Percent>( each.text ); } ), testing::EndsWith( each.want ) );
+}
+
+TEST( Enumeration, NamesAndValuesCorrespond ) {
+  EXPECT_EQ( "amber", valueToStrep( Light::amber ).view() );
+  EXPECT_EQ( Light::green, Kiv::enumInstance<Light>( "green" ) );
+  EXPECT_EQ( "unknown", Kiv::stringValue( static_cast<Light>( 3 ) ) );
+  EXPECT_EQ( "unknown name 'blue'; known are red, amber, green",
+             thrownText( [] { Kiv::enumInstance<Light>( "blue" ); } ) );
+  EXPECT_THAT( thrownText( [] { strepToValue<Light>( "blue" ); } ),
+               testing::EndsWith( "expected one of red, amber, green at column 1" ) );
+}
+
+TEST( ConstructorParameter, ADifferentOneIsRefusedWithBothValues ) {
+  Kiv::checkConstructorParameter( "_light", Light::red, Light::red );
+  EXPECT_EQ(
+      "Reinstantiating the pointer interface where constructor parameter attribute _light has a different value "
+      "of red than the current value of green not allowed",
+      thrownText( [] { Kiv::checkConstructorParameter( "_light", Light::red, Light::green ); } ) );
+}
+
+TEST( Hash, NeighbouringKeysHaveUnrelatedHashes ) {
+  // Hashes of sets are sums: with weak hashes, {1, 4} and {2, 3} would be alike.
+  std::set<std::uint64_t> sums;
+  constexpr std::uint64_t kKeys = 300;
+  for ( std::uint64_t a = 0; a != kKeys; ++a )
+    for ( std::uint64_t b = a + 1; b != kKeys; ++b )
+      sums.insert( std::uint64_t{ Kiv::hashOf( a ) } + std::uint64_t{ Kiv::hashOf( b ) } );
+  EXPECT_LE( kKeys * ( kKeys - 1 ) / 2 - 2, sums.size() );
+}
+
+TEST( Hash, BitReverseMovesEveryBitToItsMirror ) {
+  for ( unsigned bit = 0; bit != 32; ++bit ) EXPECT_EQ( 1U << ( 31 - bit ), Kiv::bitReverse( 1U << bit ) );
+  EXPECT_EQ( 0xF0000001U, Kiv::bitReverse( 0x8000000FU ) );
 }
 
 TEST( Value, OutOfRangeTextRaisesTheSettersException ) {

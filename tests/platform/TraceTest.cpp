@@ -1,0 +1,94 @@
+#include "Kiv/Trace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <locale>
+
+#include "Vell/AddressFamily.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+/// Counts how often its text is composed.
+struct Costly {
+  int& composed;
+  friend std::ostream& operator<<( std::ostream& out, Costly const& value ) {
+    ++value.composed;
+    return out << "costly";
+  }
+};
+
+class TraceTest : public testing::Test {
+ protected:
+  TraceTest() {
+    Kiv::Trace::sinkIs( [this]( Kiv::TraceLine const& line ) {
+      lines.push_back( std::string( line.module ) + " " + std::to_string( line.place.level ) + ": " +
+                       std::string( line.text ) );
+      places.push_back( line.place );
+    } );
+  }
+  ~TraceTest() override { Kiv::Trace::sinkIs( {} ); }
+
+  Kiv::TraceHandle first{ "First" };
+  Kiv::TraceHandle second{ "Second" };
+  std::vector<std::string> lines;
+  std::vector<Kiv::TraceLevel> places;
+};
+
+TEST_F( TraceTest, OnlyFailuresAreTracedFromTheStart ) {
+  for ( unsigned level = 0; level <= Kiv::TraceHandle::kMaxLevel; ++level ) first.trace( level, "text" );
+  EXPECT_THAT( lines, ElementsAre( "First 0: text" ) );
+}
+
+TEST_F( TraceTest, LevelsAreEnabledPerModuleOrForAll ) {
+  EXPECT_EQ( 1U, Kiv::Trace::levelIs( 6, "Second" ) );
+  EXPECT_EQ( 0U, Kiv::Trace::levelIs( 6, "Third" ) );
+  first.trace( 6, "no" );
+  second.trace( 6, "yes" );
+  second.trace( 7, "no" );
+  EXPECT_LE( 2U, Kiv::Trace::levelIs( 1 ) );
+  first.trace( 1, "yes" );
+  second.trace( 6, "no" );
+  EXPECT_THAT( lines, ElementsAre( "Second 6: yes", "First 1: yes" ) );
+  EXPECT_THAT( Kiv::Trace::modules(), testing::IsSupersetOf( { "First", "Second" } ) );
+  Kiv::Trace::levelIs( 0 );
+}
+
+TEST_F( TraceTest, TextIsComposedOnlyWhenItsLevelIsEnabled ) {
+  int composed = 0;
+  first.trace( 8, Costly{ composed } );
+  EXPECT_EQ( nullptr, Kiv::TraceHelper::createIfEnabled( first, 9 ) );
+  EXPECT_EQ( 0, composed );
+  first.enabledIs( 9, true );
+  auto const dump = Kiv::TraceHelper::createIfEnabled( first, 9 );
+  *dump << "family " << Vell::AddressFamily::ipv6 << ", " << Costly{ composed };
+  dump->trace();
+  *dump << "next";
+  dump->trace();
+  EXPECT_EQ( 1, composed );
+  EXPECT_THAT( lines, ElementsAre( "First 9: family ipv6, costly", "First 9: next" ) );
+}
+
+TEST_F( TraceTest, ALineKnowsThePlaceThatTraced ) {
+  first.trace( 0, "here" );
+  int const line = __LINE__ - 1;
+  ASSERT_EQ( 1U, places.size() );
+  EXPECT_THAT( places[0].file, testing::EndsWith( "TraceTest.cpp" ) );
+  EXPECT_EQ( line, places[0].line );
+  EXPECT_STREQ( "TestBody", places[0].function );
+}
+
+TEST_F( TraceTest, NumbersDoNotDependOnTheProcessLocale ) {
+  struct Grouping : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  std::locale const before = std::locale::global( std::locale( std::locale::classic(), new Grouping ) );
+  first.trace( 0, 1234567, " ", Kiv::valueToStrep( 1234567 ) );
+  std::locale::global( before );
+  EXPECT_THAT( lines, ElementsAre( "First 0: 1234567 1234567" ) );
+}
+
+}  // namespace
