@@ -52,7 +52,7 @@ IpGenPrefix lengthened( IpGenPrefix const& outer, std::uint32_t length, std::mt1
 }
 
 /// Distinct prefixes in random order. Two of three lie 1 to 8 bits within an earlier one; the others are networks as
-/// they are announced and assigned, /16 to /24 and /32 to /48.
+/// they are announced and assigned, /8 to /24 and /32 to /48.
 std::vector<IpGenPrefix> nestedPrefixes( AddressFamily af ) {
   std::mt19937_64 random( 1 );
   auto const between = [&random]( std::uint32_t low, std::uint32_t high ) {
@@ -62,7 +62,7 @@ std::vector<IpGenPrefix> nestedPrefixes( AddressFamily af ) {
   std::vector<IpGenPrefix> prefixes;
   while ( prefixes.size() != kPrefixes ) {
     IpGenPrefix outer = IpGenPrefix::defaultRoute( af );
-    std::uint32_t length = af == AddressFamily::ipv4 ? between( 16, 24 ) : between( 32, 48 );
+    std::uint32_t length = af == AddressFamily::ipv4 ? between( 8, 24 ) : between( 32, 48 );
     if ( !prefixes.empty() && between( 1, 3 ) != 1 ) {
       outer = prefixes[random() % prefixes.size()];
       length = std::min( outer.length() + between( 1, 8 ), Vell::addressWidthBits( af ) );
