@@ -107,12 +107,16 @@ TEST( Enumeration, NamesAndValuesCorrespond ) {
                testing::EndsWith( "expected one of red, amber, green at column 1" ) );
 }
 
-TEST( ConstructorParameter, ADifferentOneIsRefusedWithBothValues ) {
-  Kiv::checkConstructorParameter( "_light", Light::red, Light::red );
-  EXPECT_EQ(
-      "Reinstantiating the pointer interface where constructor parameter attribute _light has a different value "
-      "of red than the current value of green not allowed",
-      thrownText( [] { Kiv::checkConstructorParameter( "_light", Light::red, Light::green ); } ) );
+TEST( RangedAttribute, AValueOutsideItsLimitsIsRefusedAndTheOldOneStays ) {
+  Percent percent( 40 );
+  try {
+    percent.valueIs( 101 );
+    FAIL() << "101 was taken";
+  } catch ( Kiv::RangeException const& refused ) {
+    EXPECT_STREQ( "Percent::value < 0 or > 100 not allowed", refused.what() );
+    EXPECT_EQ( "101", refused.value().view() );
+  }
+  EXPECT_EQ( 40U, percent.value() );
 }
 
 TEST( Hash, NeighbouringKeysHaveUnrelatedHashes ) {
