@@ -89,6 +89,28 @@ TEST( HashMap2018, FillingInIterationOrderAndEmptyingFromTheFrontAreLinear ) {
   EXPECT_FALSE( copy == map );
 }
 
+// Members that are there already were pushed along in front of those that come in order: hundreds of moves a newcomer
+// at this size, and more in larger maps.
+TEST( HashMap2018, FillingAMapThatHasMembersInIterationOrderMovesFewMembers ) {
+  struct Counted {
+    explicit Counted( std::size_t& moveCount ) : moves( &moveCount ) {}
+    Counted( Counted&& other ) noexcept : moves( other.moves ) { ++*moves; }
+    Counted( Counted const& ) = default;
+    Counted& operator=( Counted const& ) = default;
+    bool operator==( Counted const& ) const = default;
+    std::size_t* moves;
+  };
+  std::size_t moves = 0;
+  HashSet2018<std::uint32_t> newcomers;
+  HashMap2018<std::uint32_t, Counted> map;
+  for ( std::uint32_t i = 0; i < 100000; ++i ) newcomers.insert( i );
+  for ( std::uint32_t i = 0; i < 10000; ++i ) map.insert( i, Counted( moves ) );
+  moves = 0;
+  for ( std::uint32_t const key : newcomers ) map.insert( key, Counted( moves ) );
+  EXPECT_EQ( newcomers.size(), map.size() );
+  EXPECT_LT( moves / newcomers.size(), 40U );
+}
+
 TEST( HashMap2018, DeletingTheCurrentMemberMovesTheIteratorOn ) {
   HashMap2018<std::uint32_t, String> map;
   for ( std::uint32_t i = 0; i < 1000; ++i ) map.set( i, String( std::to_string( i ) ) );

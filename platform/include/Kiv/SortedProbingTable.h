@@ -28,7 +28,8 @@
 /// pile up in the first homes of a table that is still small; a search that walked through the pile would make this
 /// quadratic, so after a few steps it gallops, by (5): doubling strides, then bisection (Bentley and Yao, "An almost
 /// optimal algorithm for unbounded searching", 1976). Insertion and removal still move what lies between them and the
-/// next empty slot.
+/// next empty slot; when that is much although the table is not sparse, members have come in order among others, and
+/// the table grows early.
 
 #include <algorithm>
 #include <cstddef>
@@ -119,8 +120,12 @@ class SortedProbingTable {
       rebuild( std::max( bits_ + 1, kMinBits ) );
       index = seek( place );
     }
-    std::size_t gap = index;
-    while ( slots_[gap].place != 0 ) ++gap;
+    std::size_t gap = gapFrom( index );
+    while ( gap - index > kLongMove && size_ > maxSize( bits_ ) / kSparse ) {
+      rebuild( bits_ + 1 );
+      index = seek( place );
+      gap = gapFrom( index );
+    }
     if ( gap + 1 == slotCount_ ) rebuild( bits_, 2 * tail() );  // no member changes its slot
     for ( ; gap != index; --gap ) relocate( slots_[gap - 1], slots_[gap] );
     fill( slots_[index], place, std::move( member ) );
@@ -155,6 +160,8 @@ class SortedProbingTable {
   static constexpr std::size_t kMaxFirstTail = 16;
   static constexpr std::size_t kCounted = 4;
   static constexpr std::size_t kShrinkRatio = 8;
+  static constexpr std::size_t kLongMove = 128;
+  static constexpr std::size_t kSparse = 3;
 
   static_assert( kCounted <= std::size_t{ 1 } << kMinBits, "the tail has the slots that seek() counts" );
 
@@ -175,6 +182,12 @@ class SortedProbingTable {
   std::size_t buckets() const noexcept { return std::size_t{ 1 } << bits_; }
   std::size_t tail() const noexcept { return slotCount_ - buckets(); }
   std::size_t home( Place place ) const noexcept { return static_cast<std::size_t>( place >> ( 64 - bits_ ) ); }
+
+  /// The first empty slot from `index` on.
+  std::size_t gapFrom( std::size_t index ) const noexcept {
+    while ( slots_[index].place != 0 ) ++index;
+    return index;
+  }
 
   /// Occupied, and by a lesser place. An empty slot's 0 becomes the greatest number.
   bool isBefore( std::size_t index, Place place ) const noexcept { return slots_[index].place - 1 < place - 1; }
