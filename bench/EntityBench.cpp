@@ -25,7 +25,7 @@ class Plain : public Kiv::PtrInterface {
 
 class Lamp : public Kiv::Entity {
  public:
-  class NotifieeConst : public Kiv::NotifieeConstOf<Lamp> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<Lamp, Kiv::NotifieeConst> {
    public:
     virtual void onLevel() {}
   };

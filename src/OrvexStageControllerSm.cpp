@@ -181,19 +181,21 @@ void OrvexStageControllerSm::kickStage( OrvexActiveStage stage ) {
     case OrvexActiveStage::stageAggregator:
       return kickMember( stageSmConfig_->aggregatorConfig(), kickTime );
     case OrvexActiveStage::stagePrefixXform:
-      return kickMembers( stageSmConfig_->prefixXformConfig(), kickTime );
+      return kickMembers( stageSmConfig_->prefixXformConfig(), stageSmStatus()->prefixXformStatus(), kickTime );
     case OrvexActiveStage::stageRangeSplit:
-      return kickMembers( stageSmConfig_->rangeSplitConfig(), kickTime );
+      return kickMembers( stageSmConfig_->rangeSplitConfig(), stageSmStatus()->rangeSplitStatus(), kickTime );
     case OrvexActiveStage::stageComboLabelResolver:
-      return kickMembers( stageSmConfig_->comboLabelResolverConfig(), kickTime );
+      return kickMembers( stageSmConfig_->comboLabelResolverConfig(), stageSmStatus()->comboLabelResolverStatus(),
+                          kickTime );
     case OrvexActiveStage::stageComboLabelSplit:
-      return kickMembers( stageSmConfig_->comboLabelSplitConfig(), kickTime );
+      return kickMembers( stageSmConfig_->comboLabelSplitConfig(), stageSmStatus()->comboLabelSplitStatus(), kickTime );
     case OrvexActiveStage::stagePrefixEncoder:
-      return kickMembers( stageSmConfig_->prefixEncoderConfig(), kickTime );
+      return kickMembers( stageSmConfig_->prefixEncoderConfig(), stageSmStatus()->prefixEncoderStatus(), kickTime );
     case OrvexActiveStage::stageRangeEncoder:
-      return kickMembers( stageSmConfig_->rangeEncoderConfig(), kickTime );
+      return kickMembers( stageSmConfig_->rangeEncoderConfig(), stageSmStatus()->rangeEncoderStatus(), kickTime );
     case OrvexActiveStage::stageComboLabelEncoder:
-      return kickMembers( stageSmConfig_->comboLabelEncoderConfig(), kickTime );
+      return kickMembers( stageSmConfig_->comboLabelEncoderConfig(), stageSmStatus()->comboLabelEncoderStatus(),
+                          kickTime );
     case OrvexActiveStage::stageRuleExpander:
       return kickMember( stageSmConfig_->ruleExpanderConfig(), kickTime );
     case OrvexActiveStage::stageLoader:
@@ -203,8 +205,9 @@ void OrvexStageControllerSm::kickStage( OrvexActiveStage stage ) {
 
 template <class Key>
 void OrvexStageControllerSm::kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageConfig>> const& configs,
+                                          Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& statuses,
                                           double kickTime ) {
-  if ( configs.empty() ) scheduleReview();
+  if ( configs.empty() || statuses.empty() ) scheduleReview();
   for ( auto const [key, config] : configs ) kickMember( config, kickTime );
 }
 
@@ -237,7 +240,9 @@ void OrvexStageControllerSm::doReview() {
   StageStatusType const result = activeStageResult();
   if ( result == StageStatusType::finishedFailed ) {
     traceHandle.trace( 0, "Stage ", activeStage(), " for chip ", chipId(), " failed" );
+    double const failedKickTime = status()->kickTime();
     Kiv::ptrCast<StageControllerStatus>( status() )->lastFailedStageIs( activeStage() );
+    if ( status()->kickTime() != failedKickTime ) return;  // whoever heard of it has started a newer kick
     activeStageIs( OrvexActiveStage::stageInit );
     doSetStatus( StageStatusType::finishedFailed );
   } else if ( result == StageStatusType::inProgress ) {
@@ -338,6 +343,8 @@ void OrvexStageControllerSm::watchEveryStatus() {
 
 void OrvexStageControllerSm::watch( Kiv::Ptr<KivMemberStatus>& reactor, Kiv::Ptr<StageStatus const> const& status ) {
   if ( !status ) {
+    // The kick may have waited for the one that has gone. Between kicks there is nothing to review.
+    if ( reactor && activeStage() != OrvexActiveStage::stageInit ) scheduleReview();
     reactor = nullptr;
     return;
   }

@@ -19,6 +19,7 @@ Kiv::Ptr<StageConfig const> StageSm::config() const { return kivConfig_->notifie
 
 void StageSm::configIs( Kiv::Ptr<StageConfig const> const& config ) {
   if ( config == this->config() ) return;
+  Kiv::Ptr<StageSm> const self( this );
   kivConfig_->notifierIs( config );
   if ( config && hasNotificationActive() ) handleKickTime();
 }
@@ -26,11 +27,13 @@ void StageSm::configIs( Kiv::Ptr<StageConfig const> const& config ) {
 void StageSm::configDel() { configIs( nullptr ); }
 
 void StageSm::handleKickTime() {
+  Kiv::Ptr<StageSm> const self( this );
   doSetStatus( StageStatusType::inProgress );
   doStartKick();
 }
 
 void StageSm::doSetStatus( StageStatusType status ) {
+  Kiv::Ptr<StageSm> const self( this );
   auto const answered = config();
   if ( !answered ) return;
   status_->kickTimeIs( answered->kickTime() );

@@ -11,18 +11,20 @@
 ///     status of stageLoader final -> doReview -> transitStage: stageInit, "finishedSuccess"
 ///
 /// Invariants:
-///  1. Reviews run from the timer wheel, never inside a stage's notification; many changes before a service, one
-///  review.
+///  1. Reviews run from the timer wheel, never inside a stage's notification. Many changes before a service, one review.
 ///  2. A status that carries another kick time than the controller's reads as "init": the stage has not started yet.
 ///  3. In a keyed stage the first member in iteration order that is not "finishedSuccess" decides, whatever later ones
-///  say.
-///     So a skipped member hides a failed one behind it; whoever needs to know looks at every member's status.
+///     say. So a skipped member hides a failed one behind it; whoever needs to know looks at every member's status.
 ///  4. A failure ends the kick and returns to stageInit; a cancel ends it at the next review or transition and leaves
-///  the
-///     stage where it is; a new start begins again at stageInit at once. None of them touches a stage that is running.
+///     the stage where it is; a new start begins again at stageInit at once. None of them touches a stage that is running.
 ///
 /// A stage without members passes as "finishedSuccess": nothing would ever change a status of it, so kicking it
-/// schedules the review that passes it.
+/// schedules the review that passes it. So does taking away a status that a kick may be waiting for.
+///
+/// A status that changes after the kick has ended leads to a review too, and a review at stageInit begins to walk the
+/// stages again, under the time of the ended kick: no stage starts work, but the walk may end in a report of its own.
+/// Whoever kicks takes the first report of a kick as the last. While notification is off, statuses that come and go are
+/// not followed.
 
 #include "Brae/TimerWheel.h"
 #include "Kiv/HashMap2018.h"
@@ -50,6 +52,8 @@ class OrvexStageControllerSm : public StageSm {
 
   void handleInitialized();
 
+  void configIs( Kiv::Ptr<StageControllerConfig const> const& config ) { StageSm::configIs( config ); }
+
  protected:
   void doStartKick() override;
 
@@ -67,7 +71,8 @@ class OrvexStageControllerSm : public StageSm {
   void transitStage();
   void kickStage( OrvexActiveStage stage );
   template <class Key>
-  void kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageConfig>> const& configs, double kickTime );
+  void kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageConfig>> const& configs,
+                    Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& statuses, double kickTime );
 
   void scheduleReview();
   void doReview();

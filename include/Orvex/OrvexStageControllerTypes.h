@@ -98,16 +98,18 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<PrefixXformKey, Kiv::Ptr<StageConfig>> const& prefixXformConfig() const {
     return prefixXformConfig_;
   }
-  void prefixXformConfigIs( PrefixXformKey key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> prefixXformConfigIs( PrefixXformKey key, Kiv::Ptr<StageConfig> const& config ) {
     prefixXformConfig_.set( key, config );
+    return config;
   }
   void prefixXformConfigDel( PrefixXformKey key ) { prefixXformConfig_.erase( key ); }
   void prefixXformConfigDelAll() { prefixXformConfig_.clear(); }
   bool prefixXformConfigHas( PrefixXformKey key ) const { return prefixXformConfig_.has( key ); }
 
   Kiv::HashMap2018<RangeSetType, Kiv::Ptr<StageConfig>> const& rangeSplitConfig() const { return rangeSplitConfig_; }
-  void rangeSplitConfigIs( RangeSetType key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> rangeSplitConfigIs( RangeSetType key, Kiv::Ptr<StageConfig> const& config ) {
     rangeSplitConfig_.set( key, config );
+    return config;
   }
   void rangeSplitConfigDel( RangeSetType key ) { rangeSplitConfig_.erase( key ); }
   void rangeSplitConfigDelAll() { rangeSplitConfig_.clear(); }
@@ -116,8 +118,9 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageConfig>> const& comboLabelResolverConfig() const {
     return comboLabelResolverConfig_;
   }
-  void comboLabelResolverConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> comboLabelResolverConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
     comboLabelResolverConfig_.set( key, config );
+    return config;
   }
   void comboLabelResolverConfigDel( ComboLabelSetType key ) { comboLabelResolverConfig_.erase( key ); }
   void comboLabelResolverConfigDelAll() { comboLabelResolverConfig_.clear(); }
@@ -126,8 +129,9 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageConfig>> const& comboLabelSplitConfig() const {
     return comboLabelSplitConfig_;
   }
-  void comboLabelSplitConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> comboLabelSplitConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
     comboLabelSplitConfig_.set( key, config );
+    return config;
   }
   void comboLabelSplitConfigDel( ComboLabelSetType key ) { comboLabelSplitConfig_.erase( key ); }
   void comboLabelSplitConfigDelAll() { comboLabelSplitConfig_.clear(); }
@@ -136,8 +140,9 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<PrefixXformKey, Kiv::Ptr<StageConfig>> const& prefixEncoderConfig() const {
     return prefixEncoderConfig_;
   }
-  void prefixEncoderConfigIs( PrefixXformKey key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> prefixEncoderConfigIs( PrefixXformKey key, Kiv::Ptr<StageConfig> const& config ) {
     prefixEncoderConfig_.set( key, config );
+    return config;
   }
   void prefixEncoderConfigDel( PrefixXformKey key ) { prefixEncoderConfig_.erase( key ); }
   void prefixEncoderConfigDelAll() { prefixEncoderConfig_.clear(); }
@@ -146,8 +151,9 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<RangeSetType, Kiv::Ptr<StageConfig>> const& rangeEncoderConfig() const {
     return rangeEncoderConfig_;
   }
-  void rangeEncoderConfigIs( RangeSetType key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> rangeEncoderConfigIs( RangeSetType key, Kiv::Ptr<StageConfig> const& config ) {
     rangeEncoderConfig_.set( key, config );
+    return config;
   }
   void rangeEncoderConfigDel( RangeSetType key ) { rangeEncoderConfig_.erase( key ); }
   void rangeEncoderConfigDelAll() { rangeEncoderConfig_.clear(); }
@@ -156,8 +162,9 @@ class StageSmConfig : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageConfig>> const& comboLabelEncoderConfig() const {
     return comboLabelEncoderConfig_;
   }
-  void comboLabelEncoderConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
+  Kiv::Ptr<StageConfig> comboLabelEncoderConfigIs( ComboLabelSetType key, Kiv::Ptr<StageConfig> const& config ) {
     comboLabelEncoderConfig_.set( key, config );
+    return config;
   }
   void comboLabelEncoderConfigDel( ComboLabelSetType key ) { comboLabelEncoderConfig_.erase( key ); }
   void comboLabelEncoderConfigDelAll() { comboLabelEncoderConfig_.clear(); }
@@ -188,7 +195,7 @@ class StageSmConfig : public Kiv::Entity {
 /// with its key; a change of a whole collection without, and the reactor then looks at every member.
 class StageSmStatus : public Kiv::Entity {
  public:
-  class NotifieeConst : public Kiv::NotifieeConstOf<StageSmStatus> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<StageSmStatus, Kiv::NotifieeConst> {
    public:
     virtual void onAggregatorStatus() {}
     virtual void onPrefixXformStatus() {}
@@ -218,8 +225,9 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<PrefixXformKey, Kiv::Ptr<StageStatus const>> const& prefixXformStatus() const {
     return prefixXformStatus_;
   }
-  void prefixXformStatusIs( PrefixXformKey key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> prefixXformStatusIs( PrefixXformKey key, Kiv::Ptr<StageStatus const> const& status ) {
     setMember( prefixXformStatus_, key, status, &NotifieeConst::onPrefixXformStatus );
+    return status;
   }
   void prefixXformStatusDel( PrefixXformKey key ) {
     deleteMember( prefixXformStatus_, key, &NotifieeConst::onPrefixXformStatus );
@@ -230,8 +238,9 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<RangeSetType, Kiv::Ptr<StageStatus const>> const& rangeSplitStatus() const {
     return rangeSplitStatus_;
   }
-  void rangeSplitStatusIs( RangeSetType key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> rangeSplitStatusIs( RangeSetType key, Kiv::Ptr<StageStatus const> const& status ) {
     setMember( rangeSplitStatus_, key, status, &NotifieeConst::onRangeSplitStatus );
+    return status;
   }
   void rangeSplitStatusDel( RangeSetType key ) {
     deleteMember( rangeSplitStatus_, key, &NotifieeConst::onRangeSplitStatus );
@@ -242,8 +251,10 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageStatus const>> const& comboLabelResolverStatus() const {
     return comboLabelResolverStatus_;
   }
-  void comboLabelResolverStatusIs( ComboLabelSetType key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> comboLabelResolverStatusIs( ComboLabelSetType key,
+                                                          Kiv::Ptr<StageStatus const> const& status ) {
     setMember( comboLabelResolverStatus_, key, status, &NotifieeConst::onComboLabelResolverStatus );
+    return status;
   }
   void comboLabelResolverStatusDel( ComboLabelSetType key ) {
     deleteMember( comboLabelResolverStatus_, key, &NotifieeConst::onComboLabelResolverStatus );
@@ -256,8 +267,10 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageStatus const>> const& comboLabelSplitStatus() const {
     return comboLabelSplitStatus_;
   }
-  void comboLabelSplitStatusIs( ComboLabelSetType key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> comboLabelSplitStatusIs( ComboLabelSetType key,
+                                                       Kiv::Ptr<StageStatus const> const& status ) {
     setMember( comboLabelSplitStatus_, key, status, &NotifieeConst::onComboLabelSplitStatus );
+    return status;
   }
   void comboLabelSplitStatusDel( ComboLabelSetType key ) {
     deleteMember( comboLabelSplitStatus_, key, &NotifieeConst::onComboLabelSplitStatus );
@@ -270,8 +283,9 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<PrefixXformKey, Kiv::Ptr<StageStatus const>> const& prefixEncoderStatus() const {
     return prefixEncoderStatus_;
   }
-  void prefixEncoderStatusIs( PrefixXformKey key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> prefixEncoderStatusIs( PrefixXformKey key, Kiv::Ptr<StageStatus const> const& status ) {
     setMember( prefixEncoderStatus_, key, status, &NotifieeConst::onPrefixEncoderStatus );
+    return status;
   }
   void prefixEncoderStatusDel( PrefixXformKey key ) {
     deleteMember( prefixEncoderStatus_, key, &NotifieeConst::onPrefixEncoderStatus );
@@ -282,8 +296,9 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<RangeSetType, Kiv::Ptr<StageStatus const>> const& rangeEncoderStatus() const {
     return rangeEncoderStatus_;
   }
-  void rangeEncoderStatusIs( RangeSetType key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> rangeEncoderStatusIs( RangeSetType key, Kiv::Ptr<StageStatus const> const& status ) {
     setMember( rangeEncoderStatus_, key, status, &NotifieeConst::onRangeEncoderStatus );
+    return status;
   }
   void rangeEncoderStatusDel( RangeSetType key ) {
     deleteMember( rangeEncoderStatus_, key, &NotifieeConst::onRangeEncoderStatus );
@@ -294,8 +309,10 @@ class StageSmStatus : public Kiv::Entity {
   Kiv::HashMap2018<ComboLabelSetType, Kiv::Ptr<StageStatus const>> const& comboLabelEncoderStatus() const {
     return comboLabelEncoderStatus_;
   }
-  void comboLabelEncoderStatusIs( ComboLabelSetType key, Kiv::Ptr<StageStatus const> const& status ) {
+  Kiv::Ptr<StageStatus const> comboLabelEncoderStatusIs( ComboLabelSetType key,
+                                                         Kiv::Ptr<StageStatus const> const& status ) {
     setMember( comboLabelEncoderStatus_, key, status, &NotifieeConst::onComboLabelEncoderStatus );
+    return status;
   }
   void comboLabelEncoderStatusDel( ComboLabelSetType key ) {
     deleteMember( comboLabelEncoderStatus_, key, &NotifieeConst::onComboLabelEncoderStatus );

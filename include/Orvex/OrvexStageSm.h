@@ -50,7 +50,7 @@ inline StageStatusType StageStatusTypeInstance( Kiv::String const& name ) {
 /// What a stage is told. Written by whoever kicks it.
 class StageConfig : public Kiv::Entity {
  public:
-  class NotifieeConst : public Kiv::NotifieeConstOf<StageConfig> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<StageConfig, Kiv::NotifieeConst> {
    public:
     virtual void onKickTime() {}
   };
@@ -66,7 +66,7 @@ class StageConfig : public Kiv::Entity {
 /// What a stage reports. Written only by its stage.
 class StageStatus : public Kiv::Entity {
  public:
-  class NotifieeConst : public Kiv::NotifieeConstOf<StageStatus> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<StageStatus, Kiv::NotifieeConst> {
    public:
     virtual void onKickTime() {}
     virtual void onStatus() {}
@@ -102,7 +102,8 @@ class StageSm : public Kiv::StateMachine {
   /// A new kick: reports "inProgress" and starts the work.
   void handleKickTime();
 
-  /// Reports for the config's present kick. Without a config there is no kick to answer, and nothing is reported.
+  /// Reports for the config's present kick. Without a config there is no kick to answer, and nothing is reported. A stage
+  /// whose work lets others run, and so may be kicked anew meanwhile, compares config()->kickTime() before it reports.
   void doSetStatus( StageStatusType status );
 
  protected:

@@ -296,6 +296,43 @@ TEST_F( StageController, AReplacedStatusIsWatchedInPlaceOfTheOldOne ) {
   EXPECT_EQ( 0U, stage["aggregator"]->status()->notifiees() );
 }
 
+TEST_F( StageController, AKickGoesOnWhenTheMemberThatItWaitsForIsTakenAway ) {
+  stage["prefixXform2"]->result = inProgress;
+  kick();
+  EXPECT_EQ( passTo( "prefixXform2" ), run() );
+  PrefixXformKey const second = prefixMembers()[1].first;
+  configs->prefixXformConfigDel( second );
+  statuses->prefixXformStatusDel( second );
+  EXPECT_EQ( "rangeSplit", runAndFirst() );
+  EXPECT_EQ( finishedSuccess, status->status() );
+
+  statuses->rangeSplitStatusDelAll();  // configs without a status to wait for
+  kick();
+  run();
+  EXPECT_EQ( finishedSuccess, status->status() );
+}
+
+// The newer kick was reported failed, under its own time, before it had run.
+TEST_F( StageController, AKickStartedByWhoeverHearsOfTheFailedStageRuns ) {
+  class Retry : public StageControllerStatus::NotifieeConst {
+   public:
+    explicit Retry( std::function<void()> action ) : retry( std::move( action ) ) { hasNotificationActiveIs( true ); }
+    void onLastFailedStage() override { retry(); }
+    std::function<void()> retry;
+  };
+  auto const retry = Kiv::make<Retry>( [this] {
+    stage["rangeSplit"]->result = finishedSuccess;
+    kick();
+  } );
+  retry->notifierIs( status );
+  stage["rangeSplit"]->result = finishedFailed;
+  kick();
+  run();
+  EXPECT_EQ( 2, lastKickTime );
+  EXPECT_EQ( lastKickTime, status->kickTime() );
+  EXPECT_EQ( finishedSuccess, status->status() );
+}
+
 TEST_F( StageController, WithoutItsConfigItDoesNothing ) {
   stage["aggregator"]->result = inProgress;
   kick();

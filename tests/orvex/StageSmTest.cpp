@@ -90,5 +90,22 @@ TEST_F( StageSmTest, BindingToAnotherConfigIsAKickAlsoWithTheSameTime ) {
   EXPECT_EQ( 1U, log->lines.size() );
 }
 
+TEST_F( StageSmTest, AStageMayBeDroppedByWhoeverHearsOfItsStatus ) {
+  class Dropper : public StageStatus::NotifieeConst {
+   public:
+    explicit Dropper( Kiv::Ptr<StageSm>& dropped ) : stage( dropped ) { hasNotificationActiveIs( true ); }
+    void onKickTime() override { stage = nullptr; }
+    Kiv::Ptr<StageSm>& stage;
+  };
+  auto stage = stageSmFactory( Brae::ChipId( 1 ), config, status );
+  auto const dropper = Kiv::make<Dropper>( stage );
+  dropper->notifierIs( status );
+  auto const other = Kiv::make<StageConfig>();
+  other->kickTimeIs( 3 );
+  stage->configIs( other );
+  EXPECT_EQ( nullptr, stage );
+  EXPECT_EQ( StageStatusType::inProgress, status->status() );
+}
+
 }  // namespace
 }  // namespace Orvex

@@ -19,7 +19,7 @@ using Log = std::vector<std::string>;
 
 class Lamp : public Kiv::Entity {
  public:
-  class NotifieeConst : public Kiv::NotifieeConstOf<Lamp> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<Lamp, Kiv::NotifieeConst> {
    public:
     virtual void onLevel() {}
     virtual void onHeat() {}
@@ -85,7 +85,7 @@ class Listener : public Lamp::NotifieeConst {
   void onHeat() override { heard( "heat" ); }
   void onShade( int key ) override { heard( "shade " + std::to_string( key ) ); }
   void onShade() override { heard( "shades" ); }
-  void onNotificationException( std::exception_ptr ) override { log_.push_back( name_ + " threw" ); }
+  void onNotificationException( std::exception_ptr ) noexcept override { log_.push_back( name_ + " threw" ); }
 
  private:
   void heard( std::string const& what ) {
@@ -212,6 +212,55 @@ TEST_F( EntityTest, AnEscapedExceptionGoesToItsReactorAndTheOthersStillHear ) {
   EXPECT_THAT( log, ElementsAre( "a level 1", "a threw", "b level 1" ) );
 }
 
+// The handler got a reference into the name that the new value had replaced.
+TEST( EntityCollections, TheKeyMayBePartOfTheValueThatIsReplaced ) {
+  struct Named : Kiv::PtrInterface {
+    explicit Named( Kiv::String n ) : name( std::move( n ) ) {}
+    Kiv::String name;
+  };
+  struct Owner : Kiv::Entity {
+    struct NotifieeConst : Kiv::NotifieeConstOf<Owner, Kiv::NotifieeConst> {
+      virtual void onMember( Kiv::String const& ) {}
+    };
+    void memberIs( Kiv::String const& key, Kiv::Ptr<Named> const& named ) {
+      setMember( member, key, named, &NotifieeConst::onMember );
+    }
+    Kiv::RbTreeMap<Kiv::String, Kiv::Ptr<Named>> member;
+  };
+  struct Listening : Owner::NotifieeConst {
+    void onMember( Kiv::String const& key ) override { heard = key; }
+    Kiv::String heard;
+  };
+  auto const owner = Kiv::make<Owner>();
+  auto const listener = Kiv::make<Listening>();
+  listener->hasNotificationActiveIs( true );
+  owner->memberIs( "edge", Kiv::make<Named>( Kiv::String( std::string( "ed" ) + "ge" ) ) );
+  listener->notifierIs( owner );
+  Named const* const stored = owner->member.find( "edge" ).get();
+  owner->memberIs( stored->name, Kiv::make<Named>( "core" ) );
+  EXPECT_EQ( "edge", listener->heard );
+}
+
+TEST_F( EntityTest, AReactorThatIsBeingDestroyedHearsNothing ) {
+  struct Meddler : Kiv::PtrInterface {
+    explicit Meddler( Kiv::Ptr<Lamp> const& l ) : lamp( l ) {}
+    ~Meddler() override { lamp->levelIs( 5 ); }
+    Kiv::Ptr<Lamp> lamp;
+  };
+  struct Dying : Lamp::NotifieeConst {
+    Dying( Kiv::Ptr<Lamp> const& lamp, Log& l ) : meddler( Kiv::make<Meddler>( lamp ) ), log( l ) {
+      hasNotificationActiveIs( true );
+      notifierIs( lamp );
+    }
+    void onLevel() override { log.push_back( "heard" ); }
+    Kiv::Ptr<Meddler> meddler;
+    Log& log;
+  };
+  Kiv::make<Dying>( lamp, log );
+  EXPECT_EQ( 5, lamp->level() );
+  EXPECT_THAT( log, testing::IsEmpty() );
+}
+
 TEST( EntityDeathTest, AnExceptionThatNoReactorTakesEndsTheProcess ) {
   struct Thrower : Lamp::NotifieeConst {
     void onLevel() override { throw std::runtime_error( "half done" ); }
@@ -317,6 +366,37 @@ TEST( StateMachine, AHandlerMayDropTheLastReferenceToItsMachine ) {
   lamp->levelIs( 1 );
   EXPECT_THAT( log, ElementsAre( "level 1", "gone" ) );
   EXPECT_EQ( 0U, lamp->notifiees() );
+}
+
+// At the end of a chain of just the right length a machine has lost its last reference and waits to be destroyed. It heard
+// meanwhile, and the Ptr that this takes destroyed it twice.
+TEST( StateMachine, HearsNothingWhileItWaitsToBeDestroyed ) {
+  struct Meddler : Kiv::PtrInterface {
+    explicit Meddler( Kiv::Ptr<Lamp> const& l ) : lamp( l ) {}
+    ~Meddler() override { lamp->levelIs( lamp->level() + 1 ); }
+    Kiv::Ptr<Lamp> lamp;
+  };
+  struct Link : Kiv::PtrInterface {
+    Kiv::Ptr<Meddler> goesLast;
+    Kiv::Ptr<Kiv::PtrInterface> next;
+  };
+  for ( int length = 1; length != 150; ++length ) {
+    SCOPED_TRACE( length );
+    Log log;
+    auto const lamp = Kiv::make<Lamp>();
+    auto machine = Kiv::make<Switch>( lamp, lamp, log );
+    machine->hasNotificationActiveIs( true );
+    auto chain = Kiv::Ptr<Kiv::PtrInterface>( std::move( machine ) );
+    for ( int i = 0; i != length; ++i ) {
+      auto link = Kiv::make<Link>();
+      link->next = std::move( chain );
+      link->goesLast = Kiv::make<Meddler>( lamp );
+      chain = std::move( link );
+    }
+    chain = nullptr;
+    EXPECT_EQ( length, lamp->level() );
+    EXPECT_EQ( "gone", log.back() );
+  }
 }
 
 TEST( StateMachine, HearsNothingWhileItIsBeingDestroyed ) {

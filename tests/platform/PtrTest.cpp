@@ -70,6 +70,24 @@ TEST( Ptr, LongChainsAndBroadTreesAreUnwoundWithoutRecursion ) {
   EXPECT_EQ( 0, alive );
 }
 
+// The count went from 0 to 1 and back, and the object was destroyed again.
+TEST( Ptr, AConstructorAndADestructorMayFormPtrsToTheirObject ) {
+  struct Selfish : Kiv::PtrInterface {
+    explicit Selfish( int& destroyedCount ) : destroyed( destroyedCount ) { Kiv::Ptr<Selfish>( this ); }
+    ~Selfish() override {
+      Kiv::Ptr<Selfish>( this );
+      ++destroyed;
+    }
+    void handleLastReferenceGone() noexcept override { Kiv::Ptr<Selfish>( this ); }
+    int& destroyed;
+  };
+  int destroyed = 0;
+  auto selfish = Kiv::make<Selfish>( destroyed );
+  EXPECT_EQ( 1U, selfish->references() );
+  selfish = nullptr;
+  EXPECT_EQ( 1, destroyed );
+}
+
 TEST( String, CopiesShareAndJoinsDoNot ) {
   Kiv::String const hello = "hello";
   Kiv::String copy = hello;

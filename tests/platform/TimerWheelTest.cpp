@@ -106,6 +106,20 @@ TEST_F( TimerWheelTest, AClockThatStepsBackDelaysNothing ) {
   EXPECT_EQ( 1U, wheel->service() );
 }
 
+TEST_F( TimerWheelTest, AHandlerMayNotServiceItsWheel ) {
+  auto const a = timer( "a" );
+  a->timeMinIs( 50 );
+  a->react = [&] { wheel->service(); };
+  a->onTime();
+  EXPECT_DEATH(
+      {
+        a->react = [&] { wheel->service(); };
+        a->timeMinIs( 50 );
+        wheel->service();
+      },
+      "service: not called from inside a service" );
+}
+
 TEST_F( TimerWheelTest, ATimerUnboundOrDestroyedOrSwitchedOffMeanwhileDoesNotFire ) {
   auto const a = timer( "a" ), b = timer( "b" );
   auto c = timer( "c" ), d = timer( "d" );

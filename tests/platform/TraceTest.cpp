@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <locale>
+#include <memory>
 
 #include "Vell/AddressFamily.h"
 
@@ -80,15 +81,37 @@ TEST_F( TraceTest, ALineKnowsThePlaceThatTraced ) {
   EXPECT_STREQ( "TestBody", places[0].function );
 }
 
+// A sink was called, and destroyed, under a lock that it needed to trace.
+TEST_F( TraceTest, ASinkMayTraceAndChangeTheSink ) {
+  auto const traceWhenGone = std::shared_ptr<void>( nullptr, [this]( void* ) { second.trace( 0, "sink gone" ); } );
+  std::vector<std::string> heard;
+  Kiv::Trace::sinkIs( [this, &heard, held = traceWhenGone]( Kiv::TraceLine const& line ) {
+    heard.emplace_back( line.text );
+    second.trace( 0, "from inside" );
+    Kiv::Trace::levelIs( 1, "First" );
+    if ( line.text == "last" ) Kiv::Trace::sinkIs( {} );
+  } );
+  const_cast<std::shared_ptr<void>&>( traceWhenGone ) = nullptr;
+  testing::internal::CaptureStderr();
+  first.trace( 0, "one" );
+  first.trace( 1, "last" );
+  first.trace( 0, "name\nwith ", std::string_view( "\0", 1 ), "controls" );
+  std::string const printed = testing::internal::GetCapturedStderr();
+  EXPECT_THAT( heard, ElementsAre( "one", "last" ) );
+  EXPECT_THAT( printed, testing::HasSubstr( "from inside" ) );
+  EXPECT_THAT( printed, testing::HasSubstr( "sink gone" ) );
+  EXPECT_THAT( printed, testing::HasSubstr( ": name\\x0awith \\x00controls\n" ) );
+}
+
 TEST_F( TraceTest, NumbersDoNotDependOnTheProcessLocale ) {
   struct Grouping : std::numpunct<char> {
     char do_thousands_sep() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
   };
   std::locale const before = std::locale::global( std::locale( std::locale::classic(), new Grouping ) );
-  first.trace( 0, 1234567, " ", Kiv::valueToStrep( 1234567 ) );
+  first.trace( 0, 1234567, " ", 1763697600.125, " ", std::uint8_t{ 7 }, " ", Kiv::valueToStrep( 1234567 ) );
   std::locale::global( before );
-  EXPECT_THAT( lines, ElementsAre( "First 0: 1234567 1234567" ) );
+  EXPECT_THAT( lines, ElementsAre( "First 0: 1234567 1763697600.125 7 1234567" ) );
 }
 
 }  // namespace

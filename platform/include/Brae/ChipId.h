@@ -28,6 +28,9 @@ class ChipId {
   std::uint32_t value_ = 0;
 };
 
-inline std::ostream& operator<<( std::ostream& out, ChipId const& chip ) { return out << chip.value(); }
+inline std::ostream& operator<<( std::ostream& out, ChipId const& chip ) {
+  Kiv::Detail::printField( out, chip.value() );
+  return out;
+}
 
 }  // namespace Brae

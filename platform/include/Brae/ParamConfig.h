@@ -14,7 +14,7 @@ class ParamConfig : public Kiv::Entity {
   static constexpr std::uint32_t kDeny = 0;
   static constexpr std::uint32_t kPermit = 1;
 
-  class NotifieeConst : public Kiv::NotifieeConstOf<ParamConfig> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<ParamConfig, Kiv::NotifieeConst> {
    public:
     virtual void onHitfulUpdatePolicy() {}
   };

@@ -25,14 +25,9 @@ namespace Brae {
 class TimerWheel : public Kiv::Entity {
  public:
   /// A timer.
-  class NotifieeConst : public Kiv::NotifieeConstOf<TimerWheel> {
+  class NotifieeConst : public Kiv::NotifieeConstOf<TimerWheel, Kiv::NotifieeConst> {
    public:
     ~NotifieeConst() override { disarm(); }
-
-    void notifierIs( Kiv::Ptr<TimerWheel const> const& wheel ) {
-      disarm();
-      NotifieeConstOf::notifierIs( wheel );
-    }
 
     /// The time last set, in seconds; 0 before.
     double timeMin() const noexcept { return timeMin_; }
@@ -41,6 +36,9 @@ class TimerWheel : public Kiv::Entity {
     bool armed() const noexcept { return armed_; }
 
     virtual void onTime() = 0;
+
+   protected:
+    void handleUnbinding() noexcept override { disarm(); }
 
    private:
     friend class TimerWheel;
@@ -54,7 +52,8 @@ class TimerWheel : public Kiv::Entity {
   /// The calling thread's own wheel. A second thread may have one only while threadSafePointers is on (a fatal check).
   static Kiv::Ptr<TimerWheel> ofThisThread();
 
-  /// Fires every timer that was due and armed when the service began. Returns how many fired.
+  /// Fires every timer that was due and armed when the service began. Returns how many those were: one whose delivery is
+  /// switched off is due, and disarmed, and does not hear of it. Requires: no service of this wheel is in progress.
   std::size_t service();
 
   /// Whether a service now would fire anything.
@@ -67,6 +66,7 @@ class TimerWheel : public Kiv::Entity {
 
   mutable std::map<Place, NotifieeConst*> armed_;
   mutable std::uint64_t armings_ = 0;
+  bool inService_ = false;
 };
 
 }  // namespace Brae

@@ -4,8 +4,10 @@
 ///
 /// Look-ups return values, never references into a collection, whose members move:
 ///
-///     if ( auto const acl = acls.find( name ) ) acl->...          // Value = Ptr< Acl >: the Ptr itself, null when
-///     absent if ( auto const label = labels.find( key ) ) use( *label );  // any other Value: std::optional
+///     if ( auto const acl = acls.find( name ) ) acl->...           // Value = Ptr<Acl>: the Ptr itself, or null
+///     if ( auto const label = labels.find( key ) ) use( *label );  // any other Value: std::optional
+///
+/// So values are words or Ptrs, or otherwise cheap to copy.
 ///
 /// Iterators yield values too, and survive every change of their collection, including the deletion of the current
 /// member, growth and clear():
@@ -16,7 +18,7 @@
 ///  1. An iterator remembers its place in the order. `++` moves to the next member, at that time, after the place.
 ///  2. So members inserted ahead of the place are visited, those inserted behind it are not.
 ///  3. Reading a member that has been deleted is a fatal check; so is `++` at the end.
-///  4. The collection itself must outlive its iterators.
+///  4. The collection itself must outlive its iterators: hold the entity that it belongs to while walking it.
 ///
 /// Each collection counts the changes that move members. While the count stands still, `++` is a step in the
 /// underlying structure; otherwise it is a search for the place.

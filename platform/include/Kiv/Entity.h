@@ -7,14 +7,13 @@
 ///
 ///     class Lamp : public Kiv::Entity {
 ///      public:
-///       class NotifieeConst;
+///       class NotifieeConst : public Kiv::NotifieeConstOf<Lamp, Kiv::NotifieeConst> {
+///        public:
+///         virtual void onLit() {}
+///       };
 ///       bool lit() const { return lit_; }
 ///       void litIs( bool lit ) { set( lit_, lit, &NotifieeConst::onLit ); }
 ///       ...
-///     class Lamp::NotifieeConst : public Kiv::NotifieeConstOf< Lamp > {
-///      public:
-///       virtual void onLit() {}
-///     };
 ///
 /// A handler may do anything: set attributes of the same entity again, bind and unbind reactors, drop the last
 /// reference to the entity, to its own reactor or to that reactor's owner. One notification therefore
@@ -22,6 +21,8 @@
 ///  2. visits reactors in the order in which they were bound,
 ///  3. skips a reactor that was unbound meanwhile, and leaves one that was bound meanwhile for the next change,
 ///  4. hands an exception that escapes a handler to that reactor's onNotificationException, and goes on.
+///
+/// Whoever calls an entity holds it: a setter that releases the last reference to its own entity is not provided for.
 ///
 /// An attribute that nobody watches costs a compare and a store; a reactor list is allocated with the first reactor.
 
@@ -58,10 +59,14 @@ class NotifieeConst : public PtrInterface {
 
   /// Called with what escaped a handler. The default prints it and ends the process: the handler's work is half done,
   /// and nobody else would know.
-  virtual void onNotificationException( std::exception_ptr exception );
+  virtual void onNotificationException( std::exception_ptr exception ) noexcept;
 
  protected:
   NotifieeConst() noexcept = default;
+
+  void handleLastReferenceGone() noexcept override { kivDoZombieReactors( true ); }
+  /// Called before the reactor leaves the entity that it is bound to.
+  virtual void handleUnbinding() noexcept {}
 
   Entity const* boundEntity() const noexcept { return entity_.get(); }
   void bind( Ptr<Entity const> const& entity );
@@ -101,10 +106,10 @@ class NotifieeConst : public PtrInterface {
   bool zombie_ = false;
 };
 
-/// What an entity class's NotifieeConst derives from. When the entity derives from another one that is watched, `Base`
-/// is that one's NotifieeConst: reactors of the base then hear the base's attributes, those of the derived class hear
-/// all.
-template <class EntityType, class Base = NotifieeConst>
+/// What an entity class's NotifieeConst derives from. `Base` is Kiv::NotifieeConst, or, when the entity derives from
+/// another one that is watched, that one's NotifieeConst: reactors of the base then hear the base's attributes, those of
+/// the derived class hear all. The wrong base would deliver to reactors of another class, so there is no default.
+template <class EntityType, class Base>
 class NotifieeConstOf : public Base {
  public:
   static constexpr unsigned kLevel = Base::kLevel + 1;
@@ -146,7 +151,8 @@ class Entity : public PtrInterface {
   template <class Map, class Notifiee, class Formal>
   void setMember( Map& map, typename Map::Key const& key, typename Map::Value const& value,
                   void ( Notifiee::*handler )( Formal ) ) {
-    if ( map.set( key, value ) ) notify( handler, key );
+    typename Map::Key const changed = key;  // `key` may be part of the value replaced
+    if ( map.set( changed, value ) ) notify( handler, changed );
   }
   template <class Map, class Notifiee, class Formal>
   void deleteMember( Map& map, typename Map::Key const& key, void ( Notifiee::*handler )( Formal ) ) {

@@ -24,7 +24,7 @@
 namespace Kiv {
 
 template <class E>
-concept NamedEnum = std::is_enum_v<E> && requires( E value ) {
+concept NamedEnum = std::is_enum_v<E> && sizeof( E ) == sizeof( std::uint32_t ) && requires( E value ) {
   { enumNames( value ) } -> std::same_as<std::span<std::string_view const>>;
 };
 

@@ -3,8 +3,7 @@
 /// Checks of invariants: a failed one prints the expression's text with its place and stops the process.
 ///
 ///     KIV_CHECK( first <= last );
-///     Kiv::fatalUnless( known, "false && \"unknown stage\"" );   // where the text is fixed and the code reads
-///     otherwise
+///     Kiv::fatalUnless( known, "false && \"unknown stage\"" );   // where the text is fixed
 ///
 /// Not for input: a value out of range raises an exception, and a stage that cannot do its work ends with a status.
 
@@ -24,4 +23,4 @@ inline void fatalUnless( bool condition, std::string_view text, char const* file
 
 }  // namespace Kiv
 
-#define KIV_CHECK( expression ) ::Kiv::fatalUnless( static_cast<bool>( expression ), #expression )
+#define KIV_CHECK( ... ) ::Kiv::fatalUnless( static_cast<bool>( __VA_ARGS__ ), #__VA_ARGS__ )

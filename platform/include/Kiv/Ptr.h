@@ -36,10 +36,12 @@ class PtrInterface {
   std::uint32_t references() const noexcept { return references_.value(); }
 
  protected:
-  PtrInterface() noexcept = default;
+  /// The first reference is there from the start: make() takes it over, and a constructor may form a Ptr to `this`.
+  PtrInterface() noexcept { references_.increment(); }
   virtual ~PtrInterface() = default;
 
-  /// Called when the last reference has gone, while the object is still whole.
+  /// Called when the last reference has gone, at once and while the object is still whole. A Ptr to `this` may be formed
+  /// until the destructor has ended, and must not outlive it.
   virtual void handleLastReferenceGone() noexcept {}
 
  private:
@@ -79,6 +81,12 @@ class Ptr {
 
   /// Gives the reference away without releasing it.
   T* release() noexcept { return std::exchange( object_, nullptr ); }
+  /// Takes over a reference that is counted already.
+  static Ptr adopt( T* object ) noexcept {
+    Ptr adopted;
+    adopted.object_ = object;
+    return adopted;
+  }
 
   /// Same object.
   template <class U>
@@ -98,10 +106,10 @@ class Ptr {
 template <class T>
 Ptr( T* ) -> Ptr<T>;
 
-/// Creates an object and its first reference.
+/// Creates an object and its first reference; the only way to create one.
 template <class T, class... Args>
 Ptr<T> make( Args&&... args ) {
-  return Ptr<T>( new T( std::forward<Args>( args )... ) );
+  return Ptr<T>::adopt( new T( std::forward<Args>( args )... ) );
 }
 
 /// The same object seen as the derived type that it must be; null stays null. A wrong type is a fatal check.

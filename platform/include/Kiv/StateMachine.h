@@ -37,7 +37,7 @@ class StateMachine : public PtrInterface {
   /// Switches delivery for every reactor of this machine, those to come included. Off from the start.
   void hasNotificationActiveIs( bool active ) noexcept;
 
-  /// Silences every reactor while the machine is being torn down.
+  /// Silences every reactor, those to come included, while the machine is being torn down.
   void kivDoZombieReactors( bool zombie ) noexcept;
 
  protected:
@@ -54,6 +54,7 @@ class StateMachine : public PtrInterface {
 
   std::vector<NotifieeConst*> reactors_;  // not counted: members of the derived machine hold them
   bool active_ = false;
+  bool zombie_ = false;
 };
 
 /// A reactor that forwards to the machine that owns it.
@@ -63,7 +64,8 @@ class Reactor : public Notifiee {
   explicit Reactor( Owner* owner ) { owner->reactorAdd( this ); }
 
  protected:
-  /// The machine, held for as long as the result lives: its handler may drop every other reference to it.
+  /// The machine, held for as long as the result lives: its handler may drop every other reference to it. Null when the
+  /// machine has gone, which a handler sees only after its first call of the machine.
   Ptr<Owner> owner() const { return Ptr<Owner>( static_cast<Owner*>( this->machine() ) ); }
 };
 

@@ -3,6 +3,7 @@
 /// An immutable character string whose copies share one buffer. One word; an empty string allocates nothing.
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -15,6 +16,7 @@ class String {
  public:
   String() noexcept = default;
   String( char const* text ) : String( std::string_view( text ) ) {}
+  String( std::nullptr_t ) = delete;
   String( std::string const& text ) : String( std::string_view( text ) ) {}
   explicit String( std::string_view text );
   String( String const& other ) noexcept;

@@ -43,6 +43,19 @@ struct TraceLine {
   std::string_view text;
 };
 
+namespace Detail {
+
+/// As a stream prints it; numbers as values do: all digits of a time, and a byte is no character.
+template <class T>
+void printTraced( std::ostream& out, T const& value ) {
+  if constexpr ( std::is_arithmetic_v<T> && !std::same_as<T, bool> && !std::same_as<T, char> )
+    printField( out, value );
+  else
+    out << value;
+}
+
+}  // namespace Detail
+
 class TraceHandle {
  public:
   static constexpr unsigned kMaxLevel = 9;
@@ -56,7 +69,7 @@ class TraceHandle {
   std::string_view module() const noexcept { return module_; }
 
   bool enabled( unsigned level ) const noexcept {
-    return ( ( levels_.load( std::memory_order_relaxed ) >> level ) & 1U ) != 0;
+    return level <= kMaxLevel && ( ( levels_.load( std::memory_order_relaxed ) >> level ) & 1U ) != 0;
   }
   void enabledIs( unsigned level, bool on ) noexcept;
 
@@ -66,7 +79,7 @@ class TraceHandle {
     if ( !enabled( level.level ) ) [[likely]]
       return;
     TextStream text;
-    ( text << ... << args );
+    ( Detail::printTraced( text, args ), ... );
     emit( level, text.str() );
   }
 
@@ -86,7 +99,7 @@ class TraceHelper {
 
   template <class T>
   TraceHelper& operator<<( T const& value ) {
-    text_ << value;
+    Detail::printTraced( text_, value );
     return *this;
   }
 
@@ -104,14 +117,15 @@ class TraceHelper {
 
 namespace Trace {
 
-/// Enables levels 0 to `level` and no others on every module's handle, or on one module's.
+/// Enables levels 0 to `level` and no others on every handle that there is, or on one module's.
 /// Returns how many handles were set: 0 says that no module has this name.
 std::size_t levelIs( unsigned level, std::string_view module = {} );
 
 /// Names of the modules that trace, in ascending order.
 std::vector<std::string> modules();
 
-/// Where lines go; called by one thread at a time. An empty function restores standard error.
+/// Where lines go; called by one thread at a time. What is traced from inside the sink goes to standard error. It must
+/// not throw. An empty function restores standard error.
 void sinkIs( std::function<void( TraceLine const& )> sink );
 
 }  // namespace Trace

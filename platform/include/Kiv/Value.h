@@ -6,8 +6,8 @@
 ///      public:
 ///       static constexpr std::string_view kTypeName = "Orvex::Range";
 ///       static constexpr auto fields() {
-///         return std::tuple( Kiv::Field( "rangeStart", &Range::rangeStart ), Kiv::Field( "rangeEnd", &Range::rangeEnd
-///         ) );
+///         return std::tuple( Kiv::Field( "rangeStart", &Range::rangeStart ),
+///                            Kiv::Field( "rangeEnd", &Range::rangeEnd ) );
 ///       }
 ///       Range( std::uint32_t rangeStart, std::uint32_t rangeEnd );      // takes the fields in the same order
 ///
@@ -94,9 +94,7 @@ template <class T>
 void printField( std::ostream& out, T const& value ) {
   if constexpr ( std::same_as<T, bool> )
     out << ( value ? "true" : "false" );
-  else if constexpr ( std::integral<T> )
-    out << +value;
-  else if constexpr ( std::floating_point<T> ) {
+  else if constexpr ( std::integral<T> || std::floating_point<T> ) {
     char text[32];
     out.write( text, std::to_chars( text, text + sizeof text, value ).ptr - text );
   } else if constexpr ( std::same_as<T, String> )

@@ -38,6 +38,9 @@ class DscpValue {
   std::uint32_t value_ = 0;
 };
 
-inline std::ostream& operator<<( std::ostream& out, DscpValue const& dscp ) { return out << dscp.value(); }
+inline std::ostream& operator<<( std::ostream& out, DscpValue const& dscp ) {
+  Kiv::Detail::printField( out, dscp.value() );
+  return out;
+}
 
 }  // namespace Vell

@@ -32,7 +32,7 @@ void forEachWord( Words& words, std::uint32_t first, std::uint32_t last, Visit v
 
 }  // namespace
 
-Kiv::Ptr<Bitmap> bitmapFactory( std::uint32_t size ) { return Kiv::Ptr<Bitmap>( new Bitmap( size ) ); }
+Kiv::Ptr<Bitmap> bitmapFactory( std::uint32_t size ) { return Kiv::Ptr<Bitmap>::adopt( new Bitmap( size ) ); }
 
 Bitmap::Bitmap( std::uint32_t size )
     : size_( size ), words_( size / kWordBits + ( size % kWordBits == 0 ? 0U : 1U ), 0 ) {}

@@ -41,7 +41,9 @@ Kiv::Ptr<TimerWheel> TimerWheel::ofThisThread() {
 }
 
 std::size_t TimerWheel::service() {
+  Kiv::fatalUnless( !inService_, "service: not called from inside a service" );
   Kiv::Ptr<TimerWheel> const self( this );
+  inService_ = true;
   double const now = Kiv::System::currentTime();
   std::uint64_t const later = armings_;  // armings from here on wait for the next service
 
@@ -50,13 +52,15 @@ std::size_t TimerWheel::service() {
   for ( ;; ) {
     auto next = armed_.lower_bound( place );
     while ( next != armed_.end() && next->first.second >= later ) ++next;
-    if ( next == armed_.end() || next->first.first > now ) return fired;
+    if ( next == armed_.end() || next->first.first > now ) break;
     place = next->first;
     NotifieeConst* const timer = next->second;
     timer->disarm();
     timer->deliver( &NotifieeConst::onTime );
     ++fired;
   }
+  inService_ = false;
+  return fired;
 }
 
 bool TimerWheel::due() const {

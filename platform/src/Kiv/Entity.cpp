@@ -12,7 +12,7 @@ NotifieeConst::~NotifieeConst() {
   if ( machine_ ) machine_->reactorRemove( this );
 }
 
-void NotifieeConst::onNotificationException( std::exception_ptr exception ) {
+void NotifieeConst::onNotificationException( std::exception_ptr exception ) noexcept {
   std::string text = "a notification handler threw";
   try {
     std::rethrow_exception( std::move( exception ) );
@@ -30,7 +30,10 @@ void NotifieeConst::bind( Ptr<Entity const> const& entity ) {
     fatalUnless( canBind( *entity ), "a reactor is bound to an entity of its own class" );
     entity->notifieeAdd( this );
   }
-  if ( entity_ ) entity_->notifieeRemove( this );
+  if ( entity_ ) {
+    handleUnbinding();
+    entity_->notifieeRemove( this );
+  }
   entity_ = entity;
 }
 

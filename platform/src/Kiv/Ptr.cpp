@@ -20,6 +20,9 @@ constinit thread_local Unwinding unwinding;
 }  // namespace
 
 void PtrInterface::destroy() const noexcept {
+  references_.increment();  // or a Ptr that comes and goes from here on would destroy it again
+  const_cast<PtrInterface*>( this )->handleLastReferenceGone();
+
   Unwinding& state = unwinding;
   if ( state.nesting == kMaxNesting ) {
     if ( !state.waiting ) state.waiting = new std::vector<PtrInterface const*>;
@@ -27,17 +30,13 @@ void PtrInterface::destroy() const noexcept {
     return;
   }
 
-  auto const destroyNow = []( PtrInterface const* object ) {
-    const_cast<PtrInterface*>( object )->handleLastReferenceGone();
-    delete object;
-  };
   ++state.nesting;
-  destroyNow( this );
+  delete this;
   if ( state.nesting == 1 && state.waiting ) {
     while ( !state.waiting->empty() ) {
       PtrInterface const* const next = state.waiting->back();
       state.waiting->pop_back();
-      destroyNow( next );
+      delete next;
     }
     delete std::exchange( state.waiting, nullptr );
   }

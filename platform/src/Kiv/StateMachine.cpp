@@ -14,6 +14,7 @@ void StateMachine::hasNotificationActiveIs( bool active ) noexcept {
 }
 
 void StateMachine::kivDoZombieReactors( bool zombie ) noexcept {
+  zombie_ = zombie;
   for ( NotifieeConst* const reactor : reactors_ ) reactor->kivDoZombieReactors( zombie );
 }
 
@@ -21,6 +22,7 @@ void StateMachine::reactorAdd( NotifieeConst* reactor ) {
   reactors_.push_back( reactor );
   reactor->machine_ = this;
   reactor->hasNotificationActiveIs( active_ );
+  reactor->kivDoZombieReactors( zombie_ );
 }
 
 void StateMachine::reactorRemove( NotifieeConst* reactor ) noexcept {

@@ -1,31 +1,51 @@
 #include "Kiv/Trace.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace Kiv {
 
 namespace {
 
-/// Reached through a function, so that it exists before the first static handle does and as long as the last.
+using Sink = std::function<void( TraceLine const& )>;
+
 struct Facility {
   std::mutex mutex;
   std::vector<TraceHandle*> handles;
-  std::function<void( TraceLine const& )> sink;
+  std::shared_ptr<Sink const> sink;
+  std::mutex oneLine;  // held while a sink works
 };
 
+/// There before the first static handle and never destroyed, so that the last destructors can trace.
 Facility& facility() {
-  static Facility theFacility;
+  static Facility& theFacility = *new Facility;
   return theFacility;
+}
+
+thread_local bool insideSink = false;
+
+/// A line is one line, whatever names it quotes.
+std::string printable( std::string_view text ) {
+  std::string result;
+  for ( char const each : text ) {
+    if ( std::iscntrl( static_cast<unsigned char>( each ) ) )
+      result += format( "\\x%02x", static_cast<unsigned>( static_cast<unsigned char>( each ) ) ).view();
+    else
+      result += each;
+  }
+  return result;
 }
 
 void printToStandardError( TraceLine const& line ) {
   std::string_view const file( line.place.file );
   std::string_view const name = file.substr( file.find_last_of( '/' ) + 1 );
-  std::fprintf( stderr, "%.*s level %u %.*s:%d: %.*s\n", static_cast<int>( line.module.size() ), line.module.data(),
-                line.place.level, static_cast<int>( name.size() ), name.data(), line.place.line,
-                static_cast<int>( line.text.size() ), line.text.data() );
+  std::string const text = printable( line.text );
+  std::fprintf( stderr, "%.*s level %u %.*s:%d: %s\n", static_cast<int>( line.module.size() ), line.module.data(),
+                line.place.level, static_cast<int>( name.size() ), name.data(), line.place.line, text.c_str() );
 }
 
 }  // namespace
@@ -50,11 +70,19 @@ void TraceHandle::enabledIs( unsigned level, bool on ) noexcept {
 
 void TraceHandle::emit( TraceLevel const& place, std::string_view text ) const {
   TraceLine const line{ module_, place, text };
-  std::lock_guard const lock( facility().mutex );
-  if ( facility().sink )
-    facility().sink( line );
-  else
+  std::shared_ptr<Sink const> sink;
+  if ( !insideSink ) {
+    std::lock_guard const lock( facility().mutex );
+    sink = facility().sink;
+  }
+  if ( !sink ) {
     printToStandardError( line );
+    return;
+  }
+  std::lock_guard const lock( facility().oneLine );
+  insideSink = true;
+  ( *sink )( line );
+  insideSink = false;
 }
 
 std::unique_ptr<TraceHelper> TraceHelper::createIfEnabled( TraceHandle const& handle, unsigned level ) {
@@ -90,8 +118,9 @@ std::vector<std::string> modules() {
 }
 
 void sinkIs( std::function<void( TraceLine const& )> sink ) {
+  auto next = sink ? std::make_shared<Sink const>( std::move( sink ) ) : nullptr;
   std::lock_guard const lock( facility().mutex );
-  facility().sink = std::move( sink );
+  facility().sink.swap( next );  // the old one goes when nothing is locked any more
 }
 
 }  // namespace Trace
