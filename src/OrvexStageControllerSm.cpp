@@ -208,7 +208,7 @@ void OrvexStageControllerSm::kickMembers( Kiv::HashMap2018<Key, Kiv::Ptr<StageCo
                                           Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& statuses,
                                           double kickTime ) {
   if ( configs.empty() || statuses.empty() ) scheduleReview();
-  for ( auto const [key, config] : configs ) kickMember( config, kickTime );
+  for ( auto at = configs.begin(); at; ++at ) kickMember( at.value(), kickTime );
 }
 
 // Reviews
@@ -290,8 +290,8 @@ StageStatusType OrvexStageControllerSm::doCheckStageStatus( Kiv::Ptr<StageStatus
 template <class Key>
 StageStatusType OrvexStageControllerSm::doCheckStageStatuses(
     Kiv::HashMap2018<Key, Kiv::Ptr<StageStatus const>> const& members ) const {
-  for ( auto const [key, member] : members ) {
-    StageStatusType const result = doCheckStageStatus( member );
+  for ( auto at = members.begin(); at; ++at ) {
+    StageStatusType const result = doCheckStageStatus( at.value() );
     if ( result != StageStatusType::finishedSuccess ) return result;
   }
   return StageStatusType::finishedSuccess;
