@@ -7,9 +7,14 @@ source scripts/dependencies.sh
 
 minimum_line_coverage=90
 
+forget_counts() {
+  [ ! -d build/coverage ] || find build/coverage -name '*.gcda' -delete
+}
+
 coverage() {
-  build_preset coverage
-  find build/coverage -name '*.gcda' -delete
+  forget_counts
+  build_preset coverage  # lists the tests, and counts that
+  forget_counts
   ctest --preset coverage --no-tests=error -j "$(nproc)" | tail -n 3
   gcovr --root . --object-directory build/coverage --filter 'platform/' --filter 'src/' --filter 'include/' \
     --exclude-throw-branches --fail-under-line "$minimum_line_coverage"

@@ -154,7 +154,7 @@ TEST( HashMap2018, CopiesAreIndependentAndMovedMapsAreEmpty ) {
   copy.set( 5, "b" );
   HashMap2018<std::uint32_t, String> const moved = std::move( map );
   EXPECT_EQ( "a", *moved.find( 5 ) );
-  EXPECT_TRUE( map.empty() );  // NOLINT: a moved map is an empty one
+  EXPECT_TRUE( map.empty() );
   EXPECT_DEATH( at.key(), "fatal check failed" );
   map = std::move( copy );
   EXPECT_EQ( "b", *map.find( 5 ) );
