@@ -348,6 +348,17 @@ TEST_F( StageController, WithoutItsConfigItDoesNothing ) {
   EXPECT_EQ( finishedSuccess, status->status() );
 }
 
+TEST_F( StageController, ACancelOfAKickThatIsNotInProgressIsFatal ) {
+  class Spoiler : public StageStatus::NotifieeConst {
+   public:
+    Spoiler() { hasNotificationActiveIs( true ); }
+    void onStatus() override { const_cast<StageStatus&>( *notifier() ).statusIs( init ); }
+  };
+  auto const spoiler = Kiv::make<Spoiler>();
+  spoiler->notifierIs( status );
+  EXPECT_DEATH( kick( OrvexKickRequest::orvexCancel ), "status\\(\\)->status\\(\\) == inProgress_" );
+}
+
 TEST_F( StageController, UnknownStageIsFatal ) {
   kick();
   controller->activeStageIs( static_cast<OrvexActiveStage>( 11 ) );
