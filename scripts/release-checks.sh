@@ -20,10 +20,11 @@ coverage() {
     --exclude-throw-branches --fail-under-line "$minimum_line_coverage"
 }
 
+# Without the va_list checker, which takes a list that va_start has just begun for an uninitialised one.
 clang_analyzer() {
   build_preset clang
   git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
-    xargs -d '\n' -P "$(nproc)" -n 4 clang-tidy --quiet --checks='clang-analyzer-*' --warnings-as-errors='*' \
+    xargs -d '\n' -P "$(nproc)" -n 4 clang-tidy --quiet --checks='-*,clang-analyzer-*,-clang-analyzer-valist*' --warnings-as-errors='*' \
       -p build/clang
 }
 
