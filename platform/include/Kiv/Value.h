@@ -96,7 +96,8 @@ void printField( std::ostream& out, T const& value ) {
     out << ( value ? "true" : "false" );
   else if constexpr ( std::integral<T> || std::floating_point<T> ) {
     char text[32];
-    out.write( text, std::to_chars( text, text + sizeof text, value ).ptr - text );
+    char const* const end = std::to_chars( text, text + sizeof text, value ).ptr;
+    out.write( text, end - text );
   } else if constexpr ( std::same_as<T, String> )
     printQuoted( out, value.view() );
   else
@@ -135,23 +136,24 @@ E readEnum( TextReader& reader ) {
 template <class T, class Getter>
 using FieldValue = std::remove_cvref_t<std::invoke_result_t<Getter, T const&>>;
 
+template <class T, class Getter>
+FieldValue<T, Getter> readField( TextReader& reader, Field<Getter> const& field, std::string_view& separator ) {
+  reader.expect( std::exchange( separator, ", '" ) );
+  reader.expect( field.name );
+  reader.expect( "': " );
+  return readValue<FieldValue<T, Getter>>( reader );
+}
+
 template <class T>
 T readFields( TextReader& reader ) {
   reader.expect( "Value('" );
   reader.expect( T::kTypeName );
   reader.expect( "', ** {" );
-  bool first = true;
-  auto const readField = [&]<class Getter>( Field<Getter> const& field ) {
-    if ( !std::exchange( first, false ) ) reader.expect( ", " );
-    reader.expect( "'" );
-    reader.expect( field.name );
-    reader.expect( "': " );
-    return readValue<FieldValue<T, Getter>>( reader );
-  };
+  std::string_view separator = "'";
   return std::apply(
-      [&]<class... Getter>( Field<Getter> const&... field ) {
+      [&]( auto const&... field ) {
         // A braced list is evaluated from left to right.
-        std::tuple<FieldValue<T, Getter>...> values{ readField( field )... };
+        std::tuple<FieldValue<T, decltype( field.getter )>...> values{ readField<T>( reader, field, separator )... };
         reader.expect( "})" );
         return std::make_from_tuple<T>( std::move( values ) );
       },
