@@ -1,0 +1,170 @@
+#include "Orvex/OrvexAclTypes.h"
+
+#include "Orvex/OrvexByteHash.h"
+
+namespace Orvex {
+
+namespace {
+
+/// Numbers that keep the attributes of a filter apart in its hash.
+enum AttributeId : std::uint32_t {
+  sourceId = 0x82,
+  destinationId = 0x83,
+  sportRangeId = 0x84,
+  dportRangeId = 0x85,
+  icmpTypeId = 0x86,
+  protoId = 0x87,
+  lengthId = 0x8a,
+  fragmentId = 0x8b,
+  dscpId = 0x8c,
+  ttlId = 0x8d
+};
+
+/// In the set's iteration order. A range of a checked field is led by a word that stands for its type.
+template <class RangeType>
+std::uint32_t rangeSetHash( Kiv::HashSet2018<RangeType> const& ranges, AttributeId attribute ) {
+  ByteHash hash;
+  hash.feed( std::uint32_t{ attribute } );
+  for ( RangeType const& range : ranges ) {
+    if constexpr ( RangeType::kChecked ) hash.feed( std::uint64_t{ attribute } );
+    hash.feed( range.rangeStart() ).feed( range.rangeEnd() );
+  }
+  return hash.result();
+}
+
+void feedList( ByteHash& hash, AttributeId attribute, Kiv::Ptr<IpPrefixList> const& list ) {
+  hash.feed( std::uint32_t{ attribute } );
+  if ( list ) hash.feed( list->hash() );
+}
+
+Kiv::Ptr<IpPrefixList> const& instantiate( Kiv::Ptr<IpPrefixList>& held ) {
+  if ( !held ) held = Kiv::make<IpPrefixList>();
+  return held;
+}
+
+void share( Kiv::Ptr<IpPrefixList>& held, Kiv::Ptr<IpPrefixList> const& list ) {
+  if ( list ) list->sharedIs( true );
+  held = list;
+}
+
+/// Makes a filter's list hold what another filter's holds, without editing one that others can hold.
+void copyList( Kiv::Ptr<IpPrefixList>& held, Kiv::Ptr<IpPrefixList> const& other ) {
+  auto const read = other ? other : Kiv::make<IpPrefixList>();
+  if ( !held || held->shared() || held == read ) held = Kiv::make<IpPrefixList>();
+  held->copy( *read );
+}
+
+/// The member of a map that makes its members on first use.
+template <class Map, class Parameter>
+typename Map::Value instantiate( Map& map, Parameter const& key ) {
+  auto member = map.find( key );
+  if ( !member ) {
+    member = Kiv::make<std::remove_reference_t<decltype( *member )>>( key );
+    map.set( key, member );
+  }
+  return member;
+}
+
+}  // namespace
+
+std::uint32_t prefixHash( Vell::IpGenPrefix const& prefix ) noexcept {
+  std::uint32_t const address = prefix.af() == Vell::AddressFamily::ipv4 ? __builtin_bswap32( prefix.ipv4Address() )
+                                                                         : prefix.ipv6Address().hash();
+  std::uint32_t x = address ^ prefix.length();
+  x = x * 32767 - 1;
+  x ^= x >> 12;
+  x *= 5;
+  x ^= x >> 4;
+  x *= 2057;
+  x ^= x >> 16;
+  return x;
+}
+
+void IpPrefixList::copy( IpPrefixList const& other ) {
+  addr_ = other.addr_;
+  exceptAddr_ = other.exceptAddr_;
+}
+
+bool IpPrefixList::isEqual( Kiv::Ptr<Dedupable const> const& other ) const {
+  auto const* const list = dynamic_cast<IpPrefixList const*>( other.get() );
+  return list != nullptr && addr_.hashSum == list->addr_.hashSum && exceptAddr_.hashSum == list->exceptAddr_.hashSum &&
+         addr() == list->addr() && exceptAddr() == list->exceptAddr();
+}
+
+std::uint32_t IpPrefixList::hash() const {
+  return ByteHash()
+      .feed( addr_.hashSum )
+      .feed( std::uint8_t{ 0 } )
+      .feed( exceptAddr_.hashSum )
+      .feed( std::uint8_t{ 1 } )
+      .result();
+}
+
+Kiv::Ptr<IpPrefixList> const& RuleFilter::sourceIs() { return instantiate( source_ ); }
+
+void RuleFilter::sourceIs( Kiv::Ptr<IpPrefixList> const& list ) { share( source_, list ); }
+
+Kiv::Ptr<IpPrefixList> const& RuleFilter::destinationIs() { return instantiate( destination_ ); }
+
+void RuleFilter::destinationIs( Kiv::Ptr<IpPrefixList> const& list ) { share( destination_, list ); }
+
+void RuleFilter::copy( RuleFilter const& other ) {
+  copyList( source_, other.source_ );
+  copyList( destination_, other.destination_ );
+  sportRange_ = other.sportRange_;
+  dportRange_ = other.dportRange_;
+  icmpType_ = other.icmpType_;
+  proto_ = other.proto_;
+  length_ = other.length_;
+  fragment_ = other.fragment_;
+  dscp_ = other.dscp_;
+  ttl_ = other.ttl_;
+  matchTcpInit_ = other.matchTcpInit_;
+  matchTcpEstablished_ = other.matchTcpEstablished_;
+}
+
+std::uint32_t RuleFilter::hash() const {
+  ByteHash hash;
+  feedList( hash, sourceId, source() );
+  feedList( hash, destinationId, destination() );
+  return hash.feed( rangeSetHash( sportRange_, sportRangeId ) )
+      .feed( rangeSetHash( dportRange_, dportRangeId ) )
+      .feed( rangeSetHash( icmpType_, icmpTypeId ) )
+      .feed( rangeSetHash( proto_, protoId ) )
+      .feed( rangeSetHash( length_, lengthId ) )
+      .feed( rangeSetHash( fragment_, fragmentId ) )
+      .feed( rangeSetHash( dscp_, dscpId ) )
+      .feed( rangeSetHash( ttl_, ttlId ) )
+      .feed( std::uint8_t{ matchTcpInit_ } )
+      .feed( std::uint8_t{ matchTcpEstablished_ } )
+      .result();
+}
+
+Kiv::Ptr<RuleFilter> const& RuleConfig::ruleFilterIs() {
+  if ( !ruleFilter_ ) ruleFilter_ = Kiv::make<RuleFilter>();
+  return ruleFilter_;
+}
+
+void RuleConfig::copy( RuleConfig const& other ) {
+  if ( other.ruleFilter() )
+    ruleFilterIs()->copy( *other.ruleFilter() );
+  else
+    ruleFilterDel();
+  action_ = other.action_;
+  continueRule_ = other.continueRule_;
+}
+
+Kiv::Ptr<RuleConfig> AclConfig::ruleByNameIs( Kiv::String const& name ) { return instantiate( ruleByName_, name ); }
+
+Kiv::Ptr<RuleConfig> AclConfig::ruleByIdIs( AceIndex index, Kiv::Ptr<RuleConfig> const& rule ) {
+  ruleById_.set( index, rule );
+  return rule;
+}
+
+Kiv::Ptr<AclConfig> AclConfigColl::aclIs( Kiv::String const& name ) { return instantiate( acl_, name ); }
+
+Kiv::Ptr<AclConfigColl> GlobalAclConfig::aclConfigCollIs( Brae::ChipId chipId ) {
+  return instantiate( aclConfigColl_, chipId );
+}
+
+}  // namespace Orvex

@@ -1,0 +1,267 @@
+#include "Orvex/OrvexAclTypes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "Orvex/OrvexByteHash.h"
+
+namespace Orvex {
+namespace {
+
+using testing::ElementsAre;
+using testing::ThrowsMessage;
+
+Vell::IpGenPrefix prefix( std::string_view text ) { return Kiv::strepToValue<Vell::IpGenPrefix>( text ); }
+
+/// "10.0.0.0/8 !10.1.0.0/16": a list, "!" before what it leaves out.
+Kiv::Ptr<IpPrefixList> prefixes( std::string const& text ) {
+  auto const list = Kiv::make<IpPrefixList>();
+  std::istringstream words( text );
+  for ( std::string word; words >> word; ) {
+    if ( word[0] == '!' )
+      list->exceptAddrIs( prefix( word.substr( 1 ) ) );
+    else
+      list->addrIs( prefix( word ) );
+  }
+  return list;
+}
+
+/// The byte hash, literally.
+std::uint32_t byteHash( std::vector<std::uint8_t> const& bytes ) {
+  std::uint32_t h = 0;
+  for ( std::uint8_t const b : bytes ) {
+    h = h + b;
+    h = h + ( h << 10 );
+    h = h ^ ( h >> 6 );
+  }
+  h = h + ( h << 3 );
+  h = h ^ ( h >> 11 );
+  h = h + ( h << 15 );
+  return h;
+}
+
+void append( std::vector<std::uint8_t>& bytes, std::uint64_t value, unsigned count ) {
+  for ( ; count != 0; --count, value >>= 8 ) bytes.push_back( static_cast<std::uint8_t>( value ) );
+}
+
+std::uint32_t literalPrefixHash( std::uint32_t addressInNetworkOrder, std::uint32_t length ) {
+  std::uint32_t x = addressInNetworkOrder ^ length;
+  x = x * 32767 - 1;
+  x = x ^ ( x >> 12 );
+  x = x * 5;
+  x = x ^ ( x >> 4 );
+  x = x * 2057;
+  return x ^ ( x >> 16 );
+}
+
+TEST( ByteHash, IsTheOneAtATimeHash ) {
+  EXPECT_EQ( 0U, ByteHash().result() );
+  EXPECT_EQ( 0xCA2E9442U, ByteHash().feed( std::uint8_t{ 'a' } ).result() );
+  std::vector<std::uint8_t> bytes;
+  append( bytes, 0x0102030405060708, 8 );
+  append( bytes, 0xA1B2C3D4, 4 );
+  append( bytes, 0xFF, 1 );
+  EXPECT_EQ( byteHash( bytes ), ByteHash()
+                                    .feed( std::uint64_t{ 0x0102030405060708 } )
+                                    .feed( std::uint32_t{ 0xA1B2C3D4 } )
+                                    .feed( std::uint8_t{ 0xFF } )
+                                    .result() );
+}
+
+template <class RangeType>
+void expectLimits( std::uint32_t maximum, std::string const& startText, std::string const& endText ) {
+  RangeType range( 0, maximum );
+  EXPECT_TRUE( range.isAny() );
+  EXPECT_THAT( [&] { range.rangeStartIs( maximum + 1 ); }, ThrowsMessage<Kiv::RangeException>( startText ) );
+  EXPECT_THAT( [&] { range.rangeEndIs( maximum + 1 ); }, ThrowsMessage<Kiv::RangeException>( endText ) );
+  EXPECT_EQ( RangeType( 0, maximum ), range );
+  std::string const text = "Value('" + std::string( RangeType::kTypeName ) + "', ** {'rangeStart': 1, 'rangeEnd': ";
+  EXPECT_EQ( RangeType( 1, 5 ), Kiv::strepToValue<RangeType>( text + "5})" ) );
+  EXPECT_EQ( text + "5})", Kiv::valueToStrep( RangeType( 1, 5 ) ).view() );
+  EXPECT_THAT( [&] { Kiv::strepToValue<RangeType>( text + std::to_string( maximum + 1 ) + "})" ); },
+               ThrowsMessage<Kiv::RangeException>( endText ) );
+}
+
+TEST( AclValues, CheckedRangesRefuseWhatIsBeyondTheirField ) {
+  expectLimits<FragmentRange>( 8191, "FragmentRange::rangeStart < 0 or > Expr @OrvexAclTypes:87 not allowed",
+                               "FragmentRange::rangeEnd < 0 or > Expr @OrvexAclTypes:90 not allowed" );
+  expectLimits<DscpRange>( 63, "DscpRange::rangeStart < 0 or > Expr @OrvexAclTypes:101 not allowed",
+                           "DscpRange::rangeEnd < 0 or > Expr @OrvexAclTypes:104 not allowed" );
+  expectLimits<TtlRange>( 255, "TtlRange::rangeStart < 0 or > Expr @OrvexAclTypes:115 not allowed",
+                          "TtlRange::rangeEnd < 0 or > Expr @OrvexAclTypes:118 not allowed" );
+}
+
+TEST( AclValues, OtherRangesTakeAnyNumbersAndKnowTheirWholeField ) {
+  EXPECT_TRUE( L4PortRange( 0, 65535 ).isAny() );
+  EXPECT_TRUE( IcmpTypeRange( 0, 255 ).isAny() );
+  EXPECT_TRUE( ProtoRange( 0, 255 ).isAny() );
+  EXPECT_TRUE( LengthRange( 0, 65535 ).isAny() );
+  EXPECT_FALSE( L4PortRange( 1, 65535 ).isAny() );
+  EXPECT_EQ( 70000U, L4PortRange( 9, 70000 ).rangeEnd() );
+  EXPECT_LT( L4PortRange( 9, 5 ), L4PortRange( 10, 0 ) );
+}
+
+TEST( AclValues, IndexTrafficClassAndActionHaveTheirLimitsAndTexts ) {
+  EXPECT_EQ( 0xFFFFFFFEU, AceIndex( 0xFFFFFFFE ).value() );
+  EXPECT_THAT(
+      [] { AceIndex( 0xFFFFFFFF ); },
+      ThrowsMessage<Kiv::RangeException>( "AceIndex::value < AceIndex::min or > AceIndex::null not allowed" ) );
+  EXPECT_THAT( [] { OrvexTrafficClass( 256 ); },
+               ThrowsMessage<Kiv::RangeException>(
+                   "OrvexTrafficClass::value < OrvexTrafficClass::min or > OrvexTrafficClass::null not allowed" ) );
+  OrvexActionValue action;
+  EXPECT_EQ( 8U, action.tc.value() );
+  action.logEnabled = true;
+  action.dscp.valueIs( 46 );
+  EXPECT_EQ( action, Kiv::strepToValue<OrvexActionValue>( Kiv::valueToStrep( action ).view() ) );
+  EXPECT_NE( action.hash(), OrvexActionValue().hash() );
+}
+
+TEST( IpPrefixList, HashIsThatOfTheSumsWhateverTheOrder ) {
+  unsigned const seed = 1;
+  SCOPED_TRACE( testing::Message() << "seed " << seed );
+  std::mt19937 random( seed );
+  std::vector<Vell::IpGenPrefix> all;
+  for ( std::uint32_t i = 0; i != 200; ++i ) all.emplace_back( random(), i % 33 );
+  auto const list = Kiv::make<IpPrefixList>();
+  auto const shuffled = Kiv::make<IpPrefixList>();
+  for ( auto const& each : all ) list->addrIs( each );
+  for ( auto const& each : all ) list->exceptAddrIs( each );
+  for ( std::size_t i = 0; i < all.size(); i += 2 ) list->exceptAddrDel( all[i] );
+  std::shuffle( all.begin(), all.end(), random );
+  for ( auto const& each : all ) shuffled->addrIs( each );
+  for ( auto const& each : all )
+    if ( list->exceptAddrHas( each ) ) shuffled->exceptAddrIs( each );
+
+  std::uint64_t sum = 0;
+  std::uint64_t exceptSum = 0;
+  for ( auto const& each : list->addr() )
+    sum += literalPrefixHash( __builtin_bswap32( each.ipv4Address() ), each.length() );
+  for ( auto const& each : list->exceptAddr() )
+    exceptSum += literalPrefixHash( __builtin_bswap32( each.ipv4Address() ), each.length() );
+  std::vector<std::uint8_t> bytes;
+  append( bytes, sum, 8 );
+  append( bytes, 0, 1 );
+  append( bytes, exceptSum, 8 );
+  append( bytes, 1, 1 );
+  EXPECT_EQ( byteHash( bytes ), list->hash() );
+  EXPECT_EQ( list->hash(), shuffled->hash() );
+  EXPECT_TRUE( list->isEqual( shuffled ) );
+}
+
+TEST( IpPrefixList, EqualityIsThatOfTheTwoSets ) {
+  auto const list = prefixes( "10.0.0.0/8 192.0.2.0/24 !10.1.0.0/16" );
+  EXPECT_TRUE( list->isEqual( prefixes( "192.0.2.0/24 !10.1.0.0/16 10.0.0.0/8" ) ) );
+  EXPECT_FALSE( list->isEqual( prefixes( "10.0.0.0/8 192.0.2.0/24 10.1.0.0/16" ) ) );
+  EXPECT_FALSE( list->isEqual( prefixes( "10.0.0.0/8 !10.1.0.0/16" ) ) );
+  EXPECT_FALSE( list->isEqual( nullptr ) );
+  EXPECT_NE( list->hash(), prefixes( "10.0.0.0/8 192.0.2.0/24 10.1.0.0/16" )->hash() );
+  // The prefix hash is what it is: these two collide, and equality tells them apart.
+  EXPECT_EQ( prefixes( "10.0.0.0/8" )->hash(), prefixes( "11.0.0.0/9" )->hash() );
+  EXPECT_FALSE( prefixes( "10.0.0.0/8" )->isEqual( prefixes( "11.0.0.0/9" ) ) );
+}
+
+TEST( RuleFilter, HashFeedsEveryAttributeInItsPlace ) {
+  auto const filter = Kiv::make<RuleFilter>();
+  filter->sourceIs( prefixes( "10.0.0.0/8" ) );
+  filter->dportRangeIs( L4PortRange( 80, 443 ) );
+  filter->ttlIs( TtlRange( 1, 2 ) );
+  filter->matchTcpEstablishedIs( true );
+
+  auto const rangesHash = []( std::uint32_t id, std::vector<std::uint64_t> const& words, unsigned bytesAWord ) {
+    std::vector<std::uint8_t> bytes;
+    append( bytes, id, 4 );
+    for ( std::uint64_t const word : words ) append( bytes, word, bytesAWord );
+    return byteHash( bytes );
+  };
+  std::vector<std::uint8_t> bytes;
+  append( bytes, 0x82, 4 );
+  append( bytes, filter->source()->hash(), 4 );
+  append( bytes, 0x83, 4 );
+  append( bytes, rangesHash( 0x84, {}, 4 ), 4 );
+  append( bytes, rangesHash( 0x85, { 80, 443 }, 4 ), 4 );
+  for ( std::uint32_t const id : { 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU } ) append( bytes, rangesHash( id, {}, 4 ), 4 );
+  append( bytes, rangesHash( 0x8d, { 0x8d, 1 | 2ULL << 32 }, 8 ), 4 );  // a checked field's ranges are led by a word
+  append( bytes, 0, 1 );
+  append( bytes, 1, 1 );
+  EXPECT_EQ( byteHash( bytes ), filter->hash() );
+
+  auto const absent = Kiv::make<RuleFilter>();
+  auto const empty = Kiv::make<RuleFilter>();
+  empty->sourceIs();
+  EXPECT_NE( absent->hash(), empty->hash() );
+}
+
+TEST( RuleFilter, CopyTakesEverythingAndPlantsListsThatAreAbsent ) {
+  auto const from = Kiv::make<RuleFilter>();
+  from->destinationIs()->exceptAddrIs( prefix( "2001:db8::/32" ) );
+  from->sportRangeIs( L4PortRange( 1, 2 ) );
+  from->dportRangeIs( L4PortRange( 3, 4 ) );
+  from->icmpTypeIs( IcmpTypeRange( 5, 6 ) );
+  from->protoIs( ProtoRange( 7, 8 ) );
+  from->lengthIs( LengthRange( 9, 10 ) );
+  from->fragmentIs( FragmentRange( 11, 12 ) );
+  from->dscpIs( DscpRange( 13, 14 ) );
+  from->ttlIs( TtlRange( 15, 16 ) );
+  from->matchTcpInitIs( true );
+  auto const to = Kiv::make<RuleFilter>();
+  auto const own = to->sourceIs();
+  own->addrIs( prefix( "10.0.0.0/8" ) );
+  to->ttlIs( TtlRange( 99, 100 ) );
+  to->copy( *from );
+  EXPECT_EQ( own, to->source() );
+  EXPECT_TRUE( own->addr().empty() );
+  from->sourceIs();
+  EXPECT_EQ( from->hash(), to->hash() );
+  EXPECT_TRUE( to->destination()->isEqual( from->destination() ) );
+  EXPECT_NE( to->destination(), from->destination() );
+}
+
+TEST( RuleFilter, CopyNeverEditsAListThatAnotherRuleCanHoldNorTheOneItReads ) {
+  auto const any = prefixes( "0.0.0.0/0" );
+  auto const first = Kiv::make<RuleFilter>(), second = Kiv::make<RuleFilter>(), other = Kiv::make<RuleFilter>();
+  first->sourceIs( any );
+  second->sourceIs( any );
+  other->sourceIs()->addrIs( prefix( "10.0.0.0/8" ) );
+  first->copy( *other );
+  EXPECT_TRUE( first->source()->isEqual( other->source() ) );
+  EXPECT_EQ( any, second->source() );
+  EXPECT_TRUE( any->isEqual( prefixes( "0.0.0.0/0" ) ) );
+
+  second->sourceIs( other->source() );  // now two rules hold what the other one made
+  other->copy( *first );
+  other->sourceIs()->addrDelAll();
+  EXPECT_TRUE( second->source()->isEqual( prefixes( "10.0.0.0/8" ) ) );
+
+  second->copy( *second );
+  EXPECT_TRUE( second->source()->isEqual( prefixes( "10.0.0.0/8" ) ) );
+}
+
+TEST( AclConfig, MembersAreMadeOnceAndOrderedByIndex ) {
+  auto const global = Kiv::make<GlobalAclConfig>();
+  auto const acl = global->aclConfigCollIs( Brae::ChipId( 3 ) )->aclIs( "edge" );
+  EXPECT_EQ( acl, global->aclConfigCollIs( Brae::ChipId( 3 ) )->aclIs( "edge" ) );
+  auto const web = acl->ruleByNameIs( "web" );
+  web->ruleFilterIs()->protoIs( ProtoRange( 6, 6 ) );
+  acl->ruleByIdIs( AceIndex( 20 ), web );
+  acl->ruleByIdIs( AceIndex( 10 ), acl->ruleByNameIs( "dns" ) );
+  auto const copied = acl->ruleByNameIs( "dns" );
+  copied->copy( *web );
+  EXPECT_EQ( "dns", copied->name().view() );
+  EXPECT_TRUE( copied->ruleFilter()->protoHas( ProtoRange( 6, 6 ) ) );
+  std::vector<std::string> order;
+  for ( auto const [index, rule] : acl->ruleById() ) order.emplace_back( rule->name().view() );
+  EXPECT_THAT( order, ElementsAre( "dns", "web" ) );
+}
+
+TEST( DedupableDeathTest, AClassWithoutItsOwnHashIsFatal ) {
+  auto const base = Kiv::make<Dedupable>();
+  EXPECT_DEATH( base->hash(), "false && \"Not implemented\"" );
+  EXPECT_DEATH( base->isEqual( base ), "false && \"Not implemented\"" );
+}
+
+}  // namespace
+}  // namespace Orvex
