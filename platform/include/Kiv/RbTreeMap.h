@@ -30,7 +30,11 @@ class RbTreeMap {
   RbTreeMap() noexcept = default;
   RbTreeMap( RbTreeMap const& other ) : members_( other.members_ ) {}
   RbTreeMap( RbTreeMap&& other ) noexcept { *this = std::move( other ); }
-  RbTreeMap& operator=( RbTreeMap const& other ) { return *this = RbTreeMap( other ); }
+  RbTreeMap& operator=( RbTreeMap const& other ) {
+    RbTreeMap copied( other );
+    *this = std::move( copied );
+    return *this;
+  }
   RbTreeMap& operator=( RbTreeMap&& other ) noexcept {
     ++changes_;
     ++other.changes_;
