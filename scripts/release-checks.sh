@@ -28,11 +28,12 @@ clang_analyzer() {
       -p build/clang
 }
 
-# A level repeated in each class, and a count of changes that assignment raises, are meant.
+# A level repeated in each class, a count of changes that assignment raises, and a value that try_emplace leaves alone, are
+# meant.
 cppcheck_sources() {
   git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
     xargs -d '\n' cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --quiet \
-      --suppress=duplInheritedMember --suppress=operatorEqVarError --error-exitcode=1 -Iplatform/include -Iinclude
+      --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --error-exitcode=1 -Iplatform/include -Iinclude
 }
 
 long_runs() {
