@@ -1,5 +1,6 @@
 #include "Orvex/OrvexAclTypes.h"
 
+#include "Kiv/Instantiate.h"
 #include "Orvex/OrvexByteHash.h"
 
 namespace Orvex {
@@ -54,17 +55,6 @@ void copyList( Kiv::Ptr<IpPrefixList>& held, Kiv::Ptr<IpPrefixList> const& other
   held->copy( *read );
 }
 
-/// The member of a map that makes its members on first use.
-template <class Map, class Parameter>
-typename Map::Value instantiate( Map& map, Parameter const& key ) {
-  auto member = map.find( key );
-  if ( !member ) {
-    member = Kiv::make<std::remove_reference_t<decltype( *member )>>( key );
-    map.set( key, member );
-  }
-  return member;
-}
-
 }  // namespace
 
 std::uint32_t prefixHash( Vell::IpGenPrefix const& prefix ) noexcept {
@@ -80,25 +70,22 @@ std::uint32_t prefixHash( Vell::IpGenPrefix const& prefix ) noexcept {
   return x;
 }
 
+std::uint32_t prefixListHash( std::uint64_t prefixSum, std::uint64_t exceptSum ) noexcept {
+  return ByteHash().feed( prefixSum ).feed( std::uint8_t{ 0 } ).feed( exceptSum ).feed( std::uint8_t{ 1 } ).result();
+}
+
 void IpPrefixList::copy( IpPrefixList const& other ) {
   addr_ = other.addr_;
   exceptAddr_ = other.exceptAddr_;
+  ++edition_;
 }
 
 bool IpPrefixList::isEqual( Kiv::Ptr<Dedupable const> const& other ) const {
   auto const* const list = dynamic_cast<IpPrefixList const*>( other.get() );
-  return list != nullptr && addr_.hashSum == list->addr_.hashSum && exceptAddr_.hashSum == list->exceptAddr_.hashSum &&
-         addr() == list->addr() && exceptAddr() == list->exceptAddr();
+  return list != nullptr && ( list == this || ( addr_ == list->addr_ && exceptAddr_ == list->exceptAddr_ ) );
 }
 
-std::uint32_t IpPrefixList::hash() const {
-  return ByteHash()
-      .feed( addr_.hashSum )
-      .feed( std::uint8_t{ 0 } )
-      .feed( exceptAddr_.hashSum )
-      .feed( std::uint8_t{ 1 } )
-      .result();
-}
+std::uint32_t IpPrefixList::hash() const { return prefixListHash( addr_.hashSum(), exceptAddr_.hashSum() ); }
 
 Kiv::Ptr<IpPrefixList> const& RuleFilter::sourceIs() { return instantiate( source_ ); }
 
@@ -154,17 +141,19 @@ void RuleConfig::copy( RuleConfig const& other ) {
   continueRule_ = other.continueRule_;
 }
 
-Kiv::Ptr<RuleConfig> AclConfig::ruleByNameIs( Kiv::String const& name ) { return instantiate( ruleByName_, name ); }
+Kiv::Ptr<RuleConfig> AclConfig::ruleByNameIs( Kiv::String const& name ) {
+  return Kiv::instantiate( ruleByName_, name );
+}
 
 Kiv::Ptr<RuleConfig> AclConfig::ruleByIdIs( AceIndex index, Kiv::Ptr<RuleConfig> const& rule ) {
   ruleById_.set( index, rule );
   return rule;
 }
 
-Kiv::Ptr<AclConfig> AclConfigColl::aclIs( Kiv::String const& name ) { return instantiate( acl_, name ); }
+Kiv::Ptr<AclConfig> AclConfigColl::aclIs( Kiv::String const& name ) { return Kiv::instantiate( acl_, name ); }
 
 Kiv::Ptr<AclConfigColl> GlobalAclConfig::aclConfigCollIs( Brae::ChipId chipId ) {
-  return instantiate( aclConfigColl_, chipId );
+  return Kiv::instantiate( aclConfigColl_, chipId );
 }
 
 }  // namespace Orvex

@@ -19,6 +19,7 @@
 #include "Kiv/String.h"
 #include "Orvex/OrvexAclValues.h"
 #include "Orvex/OrvexDedup.h"
+#include "Orvex/OrvexSummedSet.h"
 #include "Vell/IpGenPrefix.h"
 
 namespace Orvex {
@@ -26,22 +27,35 @@ namespace Orvex {
 /// The fixed hash of one prefix. It enters the hash of lists as a sum.
 std::uint32_t prefixHash( Vell::IpGenPrefix const& prefix ) noexcept;
 
+struct PrefixHash {
+  std::uint32_t operator()( Vell::IpGenPrefix const& prefix ) const noexcept { return prefixHash( prefix ); }
+};
+
 /// Prefixes to match, and prefixes to leave out. Costs and hashes in the number of changes: the sums are kept.
 class IpPrefixList : public Dedupable {
  public:
   using Prefixes = Kiv::HashSet2018<Vell::IpGenPrefix>;
 
-  Prefixes const& addr() const { return addr_.members; }
-  void addrIs( Vell::IpGenPrefix const& prefix ) { addr_.add( prefix ); }
-  void addrDel( Vell::IpGenPrefix const& prefix ) { addr_.remove( prefix ); }
-  void addrDelAll() { addr_ = {}; }
-  bool addrHas( Vell::IpGenPrefix const& prefix ) const { return addr_.members.has( prefix ); }
+  Prefixes const& addr() const { return addr_.members(); }
+  void addrIs( Vell::IpGenPrefix const& prefix ) { edition_ += addr_.insert( prefix ) ? 1 : 0; }
+  void addrDel( Vell::IpGenPrefix const& prefix ) { edition_ += addr_.erase( prefix ) ? 1 : 0; }
+  void addrDelAll() {
+    addr_ = {};
+    ++edition_;
+  }
+  bool addrHas( Vell::IpGenPrefix const& prefix ) const { return addr().has( prefix ); }
 
-  Prefixes const& exceptAddr() const { return exceptAddr_.members; }
-  void exceptAddrIs( Vell::IpGenPrefix const& prefix ) { exceptAddr_.add( prefix ); }
-  void exceptAddrDel( Vell::IpGenPrefix const& prefix ) { exceptAddr_.remove( prefix ); }
-  void exceptAddrDelAll() { exceptAddr_ = {}; }
-  bool exceptAddrHas( Vell::IpGenPrefix const& prefix ) const { return exceptAddr_.members.has( prefix ); }
+  Prefixes const& exceptAddr() const { return exceptAddr_.members(); }
+  void exceptAddrIs( Vell::IpGenPrefix const& prefix ) { edition_ += exceptAddr_.insert( prefix ) ? 1 : 0; }
+  void exceptAddrDel( Vell::IpGenPrefix const& prefix ) { edition_ += exceptAddr_.erase( prefix ) ? 1 : 0; }
+  void exceptAddrDelAll() {
+    exceptAddr_ = {};
+    ++edition_;
+  }
+  bool exceptAddrHas( Vell::IpGenPrefix const& prefix ) const { return exceptAddr().has( prefix ); }
+
+  /// Differs whenever the content has been edited in between. Who keeps something made of a list keeps this beside it.
+  std::uint32_t edition() const { return edition_; }
 
   /// Whether the list has been given to a rule, and so may be held by several: RuleFilter::copy then leaves it alone.
   bool shared() const { return shared_; }
@@ -55,23 +69,16 @@ class IpPrefixList : public Dedupable {
   std::uint32_t hash() const override;
 
  private:
-  struct Summed {
-    void add( Vell::IpGenPrefix const& prefix ) {
-      if ( members.insert( prefix ) ) hashSum += prefixHash( prefix );
-    }
-    void remove( Vell::IpGenPrefix const& prefix ) {
-      std::uint32_t const hash = prefixHash( prefix );
-      if ( members.erase( prefix ) ) hashSum -= hash;
-    }
-
-    Prefixes members;
-    std::uint64_t hashSum = 0;
-  };
+  using Summed = SummedSet<Prefixes, PrefixHash>;
 
   Summed addr_;
   Summed exceptAddr_;
+  std::uint32_t edition_ = 0;
   bool shared_ = false;
 };
+
+/// The hash of a prefix list, from the sums of its members' hashes.
+std::uint32_t prefixListHash( std::uint64_t prefixSum, std::uint64_t exceptSum ) noexcept;
 
 /// What a rule matches. An absent list and an empty set match anything.
 class RuleFilter : public Kiv::Entity {

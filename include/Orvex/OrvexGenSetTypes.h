@@ -1,64 +1,230 @@
 #pragma once
 
-/// Generic sets: what the stages after the aggregator work on in place of rules. So far the keys of the stage families.
+/// Generic sets: what the stages after the aggregator work on in place of rules.
+///
+/// Each field of a rule becomes the key of a set of prefixes, of ranges or of pairs of labels, and rules with equal content
+/// share the set. Transforms cut the sets into disjoint pieces and label them; encoders write the labels of a set as
+/// ternary entries.
+///
+///     rules 1 and 7: dport 80, 443     RangeSet 5 = { 80-80, 443-443 }     PlainLabelList 5 = { 2, 9 }
+///
+/// Tens of thousands of these objects exist at once, each with up to 100,000 members: so members stand in sorted arrays,
+/// nobody can watch them, and hashes are sums that are kept with every change. Copies, unions and comparisons are linear;
+/// comparing sets that differ costs a few words. Many members should come at once (see Kiv/SortedSet.h).
+///
+/// Iteration is in ascending order, so that what is numbered while walking a set gets neighbouring numbers.
 
-#include <array>
-#include <compare>
 #include <cstdint>
-#include <span>
-#include <string_view>
-#include <tuple>
+#include <vector>
 
-#include "Kiv/Enumeration.h"
-#include "Kiv/Hash.h"
-#include "Kiv/Value.h"
-#include "Vell/AddressFamily.h"
+#include "Kiv/Entity.h"
+#include "Kiv/HashMap2018.h"
+#include "Kiv/SortedSet.h"
+#include "Kiv/String.h"
+#include "Orvex/OrvexAclTypes.h"
+#include "Orvex/OrvexDedup.h"
+#include "Orvex/OrvexGenSetValues.h"
+#include "Orvex/OrvexSummedSet.h"
 
 namespace Orvex {
 
-using Kiv::TextForm::operator<<;
-
-/// Selects one prefix space: an address family, and the source or the destination side.
-class PrefixXformKey {
+/// A set under a key. Neither hash nor equality looks at the key: that is how equal sets are found.
+class GenSet : public Dedupable {
  public:
-  static constexpr std::string_view kTypeName = "Orvex::PrefixXformKey";
-  static constexpr auto fields() {
-    return std::tuple( Kiv::Field( "af", &PrefixXformKey::af ), Kiv::Field( "src", &PrefixXformKey::src ) );
-  }
+  GenSetKey key() const { return key_; }
+  /// One line for traces; a long list of members ends with "more".
+  virtual Kiv::String stringValue() const = 0;
 
-  constexpr PrefixXformKey( Vell::AddressFamily af, bool src ) noexcept : af_( af ), src_( src ) {}
-
-  constexpr Vell::AddressFamily af() const noexcept { return af_; }
-  /// True for the source side, false for the destination side.
-  constexpr bool src() const noexcept { return src_; }
-
-  constexpr std::uint32_t hash() const noexcept { return Kiv::IncrementalHash().add( af_ ).add( src_ ).result(); }
-  friend constexpr auto operator<=>( PrefixXformKey const&, PrefixXformKey const& ) = default;
+ protected:
+  explicit GenSet( GenSetKey key ) : key_( key ) {}
 
  private:
-  Vell::AddressFamily af_;
-  bool src_;
+  GenSetKey key_;
 };
 
-/// The packet fields that rules match by ranges of numbers. The last name counts them.
-enum class RangeSetType : std::uint32_t { srcPort, dstPort, icmp, proto, length, fragment, dscp, ttl, rangeSetMax };
+/// What a prefix list holds, by the same hash: prefixes to match, and prefixes to leave out.
+class PrefixSet final : public GenSet {
+ public:
+  using Prefixes = Kiv::SortedSet<Vell::IpGenPrefix>;
 
-inline constexpr std::array<std::string_view, 9> kRangeSetTypeNames = {
-    "srcPort", "dstPort", "icmp", "proto", "length", "fragment", "dscp", "ttl", "rangeSetMax" };
-static_assert( kRangeSetTypeNames.size() == Kiv::enumValue( RangeSetType::rangeSetMax ) + 1 );
-constexpr std::span<std::string_view const> enumNames( RangeSetType ) { return kRangeSetTypeNames; }
-inline RangeSetType RangeSetTypeInstance( Kiv::String const& name ) { return Kiv::enumInstance<RangeSetType>( name ); }
+  explicit PrefixSet( GenSetKey key ) : GenSet( key ) {}
 
-/// The pairs of source and destination fields that a chip can match through one combined label. The last name counts
-/// them.
-enum class ComboLabelSetType : std::uint32_t { ipv4SrcDstPrefix, ipv6SrcDstPrefix, srcDstL4Port, comboLabelSetMax };
+  Prefixes const& prefix() const { return prefix_.members(); }
+  void prefixIs( Vell::IpGenPrefix const& prefix ) { prefix_.insert( prefix ); }
+  /// Replaces all by these, in any order.
+  void prefixIs( std::vector<Vell::IpGenPrefix> prefixes ) { prefix_ = Summed( std::move( prefixes ) ); }
+  void prefixDel( Vell::IpGenPrefix const& prefix ) { prefix_.erase( prefix ); }
+  void prefixDelAll() { prefix_ = {}; }
+  bool prefixHas( Vell::IpGenPrefix const& prefix ) const { return prefix_.members().has( prefix ); }
 
-inline constexpr std::array<std::string_view, 4> kComboLabelSetTypeNames = { "ipv4SrcDstPrefix", "ipv6SrcDstPrefix",
-                                                                             "srcDstL4Port", "comboLabelSetMax" };
-static_assert( kComboLabelSetTypeNames.size() == Kiv::enumValue( ComboLabelSetType::comboLabelSetMax ) + 1 );
-constexpr std::span<std::string_view const> enumNames( ComboLabelSetType ) { return kComboLabelSetTypeNames; }
-inline ComboLabelSetType ComboLabelSetTypeInstance( Kiv::String const& name ) {
-  return Kiv::enumInstance<ComboLabelSetType>( name );
-}
+  Prefixes const& exceptPrefix() const { return exceptPrefix_.members(); }
+  void exceptPrefixIs( Vell::IpGenPrefix const& prefix ) { exceptPrefix_.insert( prefix ); }
+  void exceptPrefixIs( std::vector<Vell::IpGenPrefix> prefixes ) { exceptPrefix_ = Summed( std::move( prefixes ) ); }
+  void exceptPrefixDel( Vell::IpGenPrefix const& prefix ) { exceptPrefix_.erase( prefix ); }
+  void exceptPrefixDelAll() { exceptPrefix_ = {}; }
+  bool exceptPrefixHas( Vell::IpGenPrefix const& prefix ) const { return exceptPrefix_.members().has( prefix ); }
+
+  std::uint32_t hash() const override;
+  bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
+  Kiv::String stringValue() const override;
+
+ private:
+  using Summed = SummedSet<Prefixes, PrefixHash>;
+
+  Summed prefix_;
+  Summed exceptPrefix_;
+};
+
+/// Ranges of one packet field. Equal ranges of another field are another set.
+class RangeSet final : public GenSet {
+ public:
+  using Ranges = Kiv::SortedSet<RangeSetElem>;
+
+  RangeSet( GenSetKey key, RangeSetType type ) : GenSet( key ), type_( type ) {}
+
+  RangeSetType type() const { return type_; }
+
+  Ranges const& range() const { return range_.members(); }
+  void rangeIs( RangeSetElem const& range ) { range_.insert( range ); }
+  /// Replaces all by these, in any order.
+  void rangeIs( std::vector<RangeSetElem> ranges ) { range_ = SummedSet<Ranges>( std::move( ranges ) ); }
+  void rangeDel( RangeSetElem const& range ) { range_.erase( range ); }
+  void rangeDelAll() { range_ = {}; }
+
+  std::uint32_t hash() const override;
+  bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
+  Kiv::String stringValue() const override;
+
+ private:
+  RangeSetType type_;
+  SummedSet<Ranges> range_;
+};
+
+/// Pairs of labels of one combination of fields.
+class ComboLabelSet final : public GenSet {
+ public:
+  using ComboLabels = Kiv::SortedSet<GenCombo>;
+
+  ComboLabelSet( GenSetKey key, ComboLabelSetType type ) : GenSet( key ), type_( type ) {}
+
+  ComboLabelSetType type() const { return type_; }
+
+  ComboLabels const& comboLabel() const { return comboLabel_.members(); }
+  void comboLabelIs( GenCombo const& combo ) { comboLabel_.insert( combo ); }
+  /// Replaces all by these, in any order.
+  void comboLabelIs( std::vector<GenCombo> combos ) { comboLabel_ = SummedSet<ComboLabels>( std::move( combos ) ); }
+  void comboLabelDel( GenCombo const& combo ) { comboLabel_.erase( combo ); }
+  void comboLabelDelAll() { comboLabel_ = {}; }
+
+  std::uint32_t hash() const override;
+  bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
+  Kiv::String stringValue() const override;
+
+ private:
+  ComboLabelSetType type_;
+  SummedSet<ComboLabels> comboLabel_;
+};
+
+/// Sets that are treated alike: those of a working set, or those that contain one piece.
+class GenSetKeyGroup final : public Dedupable {
+ public:
+  using Keys = Kiv::SortedSet<GenSetKey>;
+
+  GenSetKeyGroup() = default;
+  /// The keys may come in any order.
+  explicit GenSetKeyGroup( std::vector<GenSetKey> keys ) : keyGroup_( std::move( keys ) ) {}
+
+  Keys const& keyGroup() const { return keyGroup_.members(); }
+  void keyGroupIs( GenSetKey key ) { keyGroup_.insert( key ); }
+  void keyGroupDel( GenSetKey key ) { keyGroup_.erase( key ); }
+  void keyGroupDelAll() { keyGroup_ = {}; }
+  bool keyGroupHas( GenSetKey key ) const { return keyGroup_.members().has( key ); }
+  void addToKeyGroup( GenSetKeyGroup const& other ) { keyGroup_.unite( other.keyGroup_ ); }
+  void removeFromKeyGroup( GenSetKeyGroup const& other ) { keyGroup_.subtract( other.keyGroup_ ); }
+
+  std::uint32_t hash() const override;
+  bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
+
+ private:
+  SummedSet<Keys> keyGroup_;
+};
+
+/// Issues the keys of one chip: 1, 2, 3, ...
+class GenSetKeyGenerator : public Kiv::Entity {
+ public:
+  /// The last key value issued; 0 before the first.
+  std::uint64_t genKey() const { return genKey_; }
+  void genKeyIs( std::uint64_t value ) { genKey_ = value; }
+  /// The new value.
+  std::uint64_t genKeyInc( std::uint64_t increment ) { return genKey_ += increment; }
+
+ private:
+  std::uint64_t genKey_ = 0;
+};
+
+/// How many rule fields use each set.
+class GenSetUsageInfo : public Kiv::Entity {
+ public:
+  Kiv::HashMap2018<GenSetKey, GenSetRefCount> const& refCount() const { return refCount_; }
+  /// Makes the count, at 0, when there is none.
+  GenSetRefCount refCountIs( GenSetKey key );
+  void refCountDel( GenSetKey key ) { refCount_.erase( key ); }
+  void refCountDelAll() { refCount_.clear(); }
+
+  void valueInc( GenSetKey key, std::uint32_t users );
+  /// Requires: the key has been counted as often before.
+  void valueDec( GenSetKey key, std::uint32_t users );
+
+ private:
+  Kiv::HashMap2018<GenSetKey, GenSetRefCount> refCount_;
+};
+
+/// The plain labels of the disjoint pieces that make up one set.
+class PlainLabelList : public Kiv::Entity {
+ public:
+  explicit PlainLabelList( GenSetKey key ) : key_( key ) {}
+
+  GenSetKey key() const { return key_; }
+
+  Kiv::SortedSet<PlainLabel> const& label() const { return label_; }
+  void labelIs( PlainLabel label ) { label_.insert( label ); }
+  void labelDel( PlainLabel label ) { label_.erase( label ); }
+  void labelDelAll() { label_.clear(); }
+  bool labelHas( PlainLabel label ) const { return label_.has( label ); }
+
+ private:
+  GenSetKey key_;
+  Kiv::SortedSet<PlainLabel> label_;
+};
+
+class PlainLabelListMap : public Kiv::Entity {
+ public:
+  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> const& plainLabelList() const { return plainLabelList_; }
+  Kiv::Ptr<PlainLabelList> plainLabelListIs( GenSetKey key );
+  void plainLabelListDel( GenSetKey key ) { plainLabelList_.erase( key ); }
+  void plainLabelListDelAll() { plainLabelList_.clear(); }
+  bool plainLabelListHas( GenSetKey key ) const { return plainLabelList_.has( key ); }
+
+ private:
+  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> plainLabelList_;
+};
+
+/// The ternary entries that together match one set.
+class EncodedLabelWithMaskList : public Kiv::Entity {
+ public:
+  explicit EncodedLabelWithMaskList( GenSetKey key ) : key_( key ) {}
+
+  GenSetKey key() const { return key_; }
+
+  Kiv::SortedSet<EncodedLabelWithMask> const& encLabelAndMask() const { return encLabelAndMask_; }
+  void encLabelAndMaskIs( EncodedLabelWithMask const& entry ) { encLabelAndMask_.insert( entry ); }
+  void encLabelAndMaskDel( EncodedLabelWithMask const& entry ) { encLabelAndMask_.erase( entry ); }
+  void encLabelAndMaskDelAll() { encLabelAndMask_.clear(); }
+  bool encLabelAndMaskHas( EncodedLabelWithMask const& entry ) const { return encLabelAndMask_.has( entry ); }
+
+ private:
+  GenSetKey key_;
+  Kiv::SortedSet<EncodedLabelWithMask> encLabelAndMask_;
+};
 
 }  // namespace Orvex

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "Kiv/HashMap2018.h"
-#include "Orvex/OrvexGenSetTypes.h"
+#include "Orvex/OrvexGenSetValues.h"
 #include "Orvex/OrvexStageSm.h"
 
 namespace Orvex {
