@@ -49,21 +49,21 @@ Kiv::Ptr<Dedupable const> Deduper::addObj( Kiv::Ptr<Dedupable const> const& obje
 // DedupMarkAndSweeper
 
 void DedupMarkAndSweeper::dedupedIs( Kiv::Ptr<Dedupable const> const& object, std::uint32_t hash, bool mark ) {
-  if ( auto const position = positions_.find( Identity{ object.get() } ) ) {
+  if ( auto const position = positions_.find( DedupableIdentity{ object.get() } ) ) {
     deduped_[*position].mark = mark;
     return;
   }
-  positions_.set( Identity{ object.get() }, static_cast<std::uint32_t>( deduped_.size() ) );
+  positions_.set( DedupableIdentity{ object.get() }, static_cast<std::uint32_t>( deduped_.size() ) );
   deduped_.push_back( { object, hash, mark } );
 }
 
 void DedupMarkAndSweeper::dedupedDel( Kiv::Ptr<Dedupable const> const& object ) {
-  auto const position = positions_.find( Identity{ object.get() } );
+  auto const position = positions_.find( DedupableIdentity{ object.get() } );
   if ( !position ) return;
-  positions_.erase( Identity{ object.get() } );
+  positions_.erase( DedupableIdentity{ object.get() } );
   deduped_.erase( deduped_.begin() + *position );
   for ( std::uint32_t at = *position; at != deduped_.size(); ++at )
-    positions_.set( Identity{ deduped_[at].object.get() }, at );
+    positions_.set( DedupableIdentity{ deduped_[at].object.get() }, at );
 }
 
 void DedupMarkAndSweeper::dedupedDelAll() {

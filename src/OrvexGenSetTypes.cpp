@@ -68,11 +68,58 @@ Kiv::String RangeSet::stringValue() const {
   return out.str();
 }
 
-std::uint32_t ComboLabelSet::hash() const { return typedSetHash( type_, comboLabel_.hashSum() ); }
+// ComboLabelSet
+
+ComboLabelSet::ComboLabels ComboLabelSet::comboLabel() const {
+  if ( !srcLabels_ ) return comboLabel_.members();
+  std::vector<GenCombo> combos;
+  combos.reserve( size() );
+  for ( PlainLabel const src : *srcLabels_ )
+    for ( PlainLabel const dst : *dstLabels_ ) combos.emplace_back( src, dst );
+  return ComboLabels( std::move( combos ) );
+}
+
+std::size_t ComboLabelSet::size() const {
+  return srcLabels_ ? srcLabels_->size() * dstLabels_->size() : comboLabel_.members().size();
+}
+
+void ComboLabelSet::comboLabelIs( GenCombo const& combo ) {
+  expand();
+  comboLabel_.insert( combo );
+}
+
+void ComboLabelSet::comboLabelDel( GenCombo const& combo ) {
+  expand();
+  comboLabel_.erase( combo );
+}
+
+void ComboLabelSet::rectangleIs( Kiv::Ptr<PlainLabels const> const& srcLabels,
+                                 Kiv::Ptr<PlainLabels const> const& dstLabels ) {
+  comboLabel_ = {};
+  srcLabels_ = srcLabels;
+  dstLabels_ = dstLabels;
+}
+
+void ComboLabelSet::expand() {
+  if ( !srcLabels_ ) return;
+  comboLabel_ = SummedSet<ComboLabels>( comboLabel() );
+  srcLabels_ = dstLabels_ = nullptr;
+}
+
+std::uint32_t ComboLabelSet::hash() const {
+  std::uint64_t hashSum = comboLabel_.hashSum();
+  if ( srcLabels_ )
+    for ( PlainLabel const src : *srcLabels_ )
+      for ( PlainLabel const dst : *dstLabels_ ) hashSum += GenCombo( src, dst ).hash();
+  return typedSetHash( type_, hashSum );
+}
 
 bool ComboLabelSet::isEqual( Kiv::Ptr<Dedupable const> const& other ) const {
   auto const* const set = dynamic_cast<ComboLabelSet const*>( other.get() );
-  return set != nullptr && type_ == set->type_ && comboLabel_ == set->comboLabel_;
+  if ( set == nullptr || type_ != set->type_ || size() != set->size() ) return false;
+  if ( size() == 0 ) return true;
+  if ( srcLabels_ && set->srcLabels_ ) return *srcLabels_ == *set->srcLabels_ && *dstLabels_ == *set->dstLabels_;
+  return comboLabel() == set->comboLabel();
 }
 
 Kiv::String ComboLabelSet::stringValue() const {
@@ -80,13 +127,6 @@ Kiv::String ComboLabelSet::stringValue() const {
   out << "Key: " << key().value() << ", type: " << type_;
   printMembers( out, comboLabel() );
   return out.str();
-}
-
-std::uint32_t GenSetKeyGroup::hash() const { return ByteHash().feed( keyGroup_.hashSum() ).result(); }
-
-bool GenSetKeyGroup::isEqual( Kiv::Ptr<Dedupable const> const& other ) const {
-  auto const* const group = dynamic_cast<GenSetKeyGroup const*>( other.get() );
-  return group != nullptr && keyGroup_ == group->keyGroup_;
 }
 
 GenSetRefCount GenSetUsageInfo::refCountIs( GenSetKey key ) {
@@ -102,6 +142,11 @@ void GenSetUsageInfo::valueInc( GenSetKey key, std::uint32_t users ) {
 void GenSetUsageInfo::valueDec( GenSetKey key, std::uint32_t users ) {
   bool const counted = refCount_.update( key, [users]( GenSetRefCount& count ) { count.valueDec( users ); } );
   Kiv::fatalUnless( counted, "only what has been counted is taken back" );
+}
+
+PlainLabels& PlainLabelList::ownLabels() {
+  if ( labels_->references() != 1 ) labels_ = Kiv::make<PlainLabels>( labels_->intervals() );
+  return *labels_;
 }
 
 Kiv::Ptr<PlainLabelList> PlainLabelListMap::plainLabelListIs( GenSetKey key ) {

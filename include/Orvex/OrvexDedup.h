@@ -36,6 +36,13 @@ class Dedupable : public Kiv::Entity {
   virtual bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const;
 };
 
+/// The address of an object that is held, for maps that are only looked up in: their order is that of addresses.
+struct DedupableIdentity {
+  Dedupable const* object;
+  bool operator==( DedupableIdentity const& ) const = default;
+  std::uint32_t hash() const noexcept { return Kiv::hashOf( reinterpret_cast<std::uintptr_t>( object ) ); }
+};
+
 /// Unequal objects of one hash.
 class DedupableList : public Kiv::Entity {
  public:
@@ -108,18 +115,10 @@ class DedupMarkAndSweeper : public Deduper {
   void sweepUnmarked();
 
  private:
-  /// The address of an object that is held.
-  struct Identity {
-    Dedupable const* object;
-    bool operator==( Identity const& ) const = default;
-    std::uint32_t hash() const noexcept { return Kiv::hashOf( reinterpret_cast<std::uintptr_t>( object ) ); }
-  };
-
   void dedupedIs( Kiv::Ptr<Dedupable const> const& object, std::uint32_t hash, bool mark );
 
   std::vector<Deduped> deduped_;
-  Kiv::HashMap2018<Identity, std::uint32_t>
-      positions_;  // in deduped_; only looked up, as its order is that of addresses
+  Kiv::HashMap2018<DedupableIdentity, std::uint32_t> positions_;  // in deduped_
 };
 
 /// Stands for a prefix list by its identity: each list object gets a set of its own, even if another holds the same. A list

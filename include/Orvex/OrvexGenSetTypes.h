@@ -23,7 +23,9 @@
 #include "Kiv/String.h"
 #include "Orvex/OrvexAclTypes.h"
 #include "Orvex/OrvexDedup.h"
+#include "Orvex/OrvexGenSetKeyGroup.h"
 #include "Orvex/OrvexGenSetValues.h"
+#include "Orvex/OrvexPlainLabels.h"
 #include "Orvex/OrvexSummedSet.h"
 
 namespace Orvex {
@@ -100,7 +102,8 @@ class RangeSet final : public GenSet {
   SummedSet<Ranges> range_;
 };
 
-/// Pairs of labels of one combination of fields.
+/// Pairs of labels of one combination of fields: any pairs, or a rectangle, all pairs of source and destination labels of two
+/// lists. A rectangle takes no room beside the lists, which it shares.
 class ComboLabelSet final : public GenSet {
  public:
   using ComboLabels = Kiv::SortedSet<GenCombo>;
@@ -109,44 +112,33 @@ class ComboLabelSet final : public GenSet {
 
   ComboLabelSetType type() const { return type_; }
 
-  ComboLabels const& comboLabel() const { return comboLabel_.members(); }
-  void comboLabelIs( GenCombo const& combo ) { comboLabel_.insert( combo ); }
-  /// Replaces all by these, in any order.
-  void comboLabelIs( std::vector<GenCombo> combos ) { comboLabel_ = SummedSet<ComboLabels>( std::move( combos ) ); }
-  void comboLabelDel( GenCombo const& combo ) { comboLabel_.erase( combo ); }
-  void comboLabelDelAll() { comboLabel_ = {}; }
+  /// A copy, put together when the set is a rectangle.
+  ComboLabels comboLabel() const;
+  /// Number of pairs.
+  std::size_t size() const;
+  void comboLabelIs( GenCombo const& combo );
+  void comboLabelDel( GenCombo const& combo );
+  void comboLabelDelAll() { rectangleIs( nullptr, nullptr ); }
 
+  /// Replaces all by the pairs of these lists.
+  void rectangleIs( Kiv::Ptr<PlainLabels const> const& srcLabels, Kiv::Ptr<PlainLabels const> const& dstLabels );
+  /// The sides of the rectangle; null when the set is not one.
+  Kiv::Ptr<PlainLabels const> const& srcLabels() const { return srcLabels_; }
+  Kiv::Ptr<PlainLabels const> const& dstLabels() const { return dstLabels_; }
+
+  /// Costs a look at every pair.
   std::uint32_t hash() const override;
   bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
   Kiv::String stringValue() const override;
 
  private:
+  /// Makes the set one of single pairs.
+  void expand();
+
   ComboLabelSetType type_;
   SummedSet<ComboLabels> comboLabel_;
-};
-
-/// Sets that are treated alike: those of a working set, or those that contain one piece.
-class GenSetKeyGroup final : public Dedupable {
- public:
-  using Keys = Kiv::SortedSet<GenSetKey>;
-
-  GenSetKeyGroup() = default;
-  /// The keys may come in any order.
-  explicit GenSetKeyGroup( std::vector<GenSetKey> keys ) : keyGroup_( std::move( keys ) ) {}
-
-  Keys const& keyGroup() const { return keyGroup_.members(); }
-  void keyGroupIs( GenSetKey key ) { keyGroup_.insert( key ); }
-  void keyGroupDel( GenSetKey key ) { keyGroup_.erase( key ); }
-  void keyGroupDelAll() { keyGroup_ = {}; }
-  bool keyGroupHas( GenSetKey key ) const { return keyGroup_.members().has( key ); }
-  void addToKeyGroup( GenSetKeyGroup const& other ) { keyGroup_.unite( other.keyGroup_ ); }
-  void removeFromKeyGroup( GenSetKeyGroup const& other ) { keyGroup_.subtract( other.keyGroup_ ); }
-
-  std::uint32_t hash() const override;
-  bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
-
- private:
-  SummedSet<Keys> keyGroup_;
+  Kiv::Ptr<PlainLabels const> srcLabels_;
+  Kiv::Ptr<PlainLabels const> dstLabels_;
 };
 
 /// Issues the keys of one chip: 1, 2, 3, ...
@@ -179,22 +171,28 @@ class GenSetUsageInfo : public Kiv::Entity {
   Kiv::HashMap2018<GenSetKey, GenSetRefCount> refCount_;
 };
 
-/// The plain labels of the disjoint pieces that make up one set.
+/// The plain labels of the disjoint pieces that make up one set. Sets of equal content hold the same PlainLabels object.
 class PlainLabelList : public Kiv::Entity {
  public:
-  explicit PlainLabelList( GenSetKey key ) : key_( key ) {}
+  explicit PlainLabelList( GenSetKey key ) : key_( key ), labels_( Kiv::make<PlainLabels>() ) {}
 
   GenSetKey key() const { return key_; }
 
-  Kiv::SortedSet<PlainLabel> const& label() const { return label_; }
-  void labelIs( PlainLabel label ) { label_.insert( label ); }
-  void labelDel( PlainLabel label ) { label_.erase( label ); }
-  void labelDelAll() { label_.clear(); }
-  bool labelHas( PlainLabel label ) const { return label_.has( label ); }
+  PlainLabels const& label() const { return *labels_; }
+  void labelIs( PlainLabel label ) { ownLabels().insert( label ); }
+  void labelDel( PlainLabel label ) { ownLabels().erase( label ); }
+  void labelDelAll() { labels_ = Kiv::make<PlainLabels>(); }
+  bool labelHas( PlainLabel label ) const { return labels_->has( label ); }
+
+  /// The object that holds the labels, to share it. It must not change from then on.
+  Kiv::Ptr<PlainLabels const> labels() const { return labels_; }
+  void labelsAre( Kiv::Ptr<PlainLabels> const& labels ) { labels_ = labels; }
 
  private:
+  PlainLabels& ownLabels();
+
   GenSetKey key_;
-  Kiv::SortedSet<PlainLabel> label_;
+  Kiv::Ptr<PlainLabels> labels_;
 };
 
 class PlainLabelListMap : public Kiv::Entity {

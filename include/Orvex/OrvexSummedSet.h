@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 namespace Orvex {
 
@@ -24,8 +23,9 @@ class SummedSet {
   using Key = typename Set::Key;
 
   SummedSet() noexcept = default;
-  /// Many members at once, where `Set` can be made of a vector.
-  explicit SummedSet( std::vector<Key> members ) : members_( std::move( members ) ) {
+  /// Many members at once. `Members` is a `Set`, or what one can be made of.
+  template <class Members>
+  explicit SummedSet( Members members ) : members_( std::move( members ) ) {
     for ( Key const& member : members_ ) hashSum_ += Hash()( member );
   }
 
