@@ -149,6 +149,15 @@ PlainLabels& PlainLabelList::ownLabels() {
   return *labels_;
 }
 
+Kiv::SortedSet<EncodedLabelWithMask>& EncodedLabelWithMaskList::ownEntries() {
+  if ( entries_->references() != 1 ) {
+    auto const copy = Kiv::make<TernaryEntries>();
+    copy->set = entries_->set;
+    entries_ = copy;
+  }
+  return entries_->set;
+}
+
 Kiv::Ptr<PlainLabelList> PlainLabelListMap::plainLabelListIs( GenSetKey key ) {
   return Kiv::instantiate( plainLabelList_, key );
 }

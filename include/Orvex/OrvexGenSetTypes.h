@@ -207,22 +207,34 @@ class PlainLabelListMap : public Kiv::Entity {
   Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> plainLabelList_;
 };
 
+/// Ternary entries in ascending order. Sets of equal content share one such object.
+class TernaryEntries : public Kiv::PtrInterface {
+ public:
+  Kiv::SortedSet<EncodedLabelWithMask> set;
+};
+
 /// The ternary entries that together match one set.
 class EncodedLabelWithMaskList : public Kiv::Entity {
  public:
-  explicit EncodedLabelWithMaskList( GenSetKey key ) : key_( key ) {}
+  explicit EncodedLabelWithMaskList( GenSetKey key ) : key_( key ), entries_( Kiv::make<TernaryEntries>() ) {}
 
   GenSetKey key() const { return key_; }
 
-  Kiv::SortedSet<EncodedLabelWithMask> const& encLabelAndMask() const { return encLabelAndMask_; }
-  void encLabelAndMaskIs( EncodedLabelWithMask const& entry ) { encLabelAndMask_.insert( entry ); }
-  void encLabelAndMaskDel( EncodedLabelWithMask const& entry ) { encLabelAndMask_.erase( entry ); }
-  void encLabelAndMaskDelAll() { encLabelAndMask_.clear(); }
-  bool encLabelAndMaskHas( EncodedLabelWithMask const& entry ) const { return encLabelAndMask_.has( entry ); }
+  Kiv::SortedSet<EncodedLabelWithMask> const& encLabelAndMask() const { return entries_->set; }
+  void encLabelAndMaskIs( EncodedLabelWithMask const& entry ) { ownEntries().insert( entry ); }
+  void encLabelAndMaskDel( EncodedLabelWithMask const& entry ) { ownEntries().erase( entry ); }
+  void encLabelAndMaskDelAll() { entries_ = Kiv::make<TernaryEntries>(); }
+  bool encLabelAndMaskHas( EncodedLabelWithMask const& entry ) const { return entries_->set.has( entry ); }
+
+  /// The object that holds the entries, to share it. It must not change from then on.
+  Kiv::Ptr<TernaryEntries> const& entries() const { return entries_; }
+  void entriesAre( Kiv::Ptr<TernaryEntries> const& entries ) { entries_ = entries; }
 
  private:
+  Kiv::SortedSet<EncodedLabelWithMask>& ownEntries();
+
   GenSetKey key_;
-  Kiv::SortedSet<EncodedLabelWithMask> encLabelAndMask_;
+  Kiv::Ptr<TernaryEntries> entries_;
 };
 
 }  // namespace Orvex
