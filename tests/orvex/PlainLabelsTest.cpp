@@ -1,0 +1,124 @@
+#include "Orvex/OrvexPlainLabels.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+
+#include "Orvex/OrvexGenSetTypes.h"
+
+namespace Orvex {
+namespace {
+
+using Model = std::set<std::uint32_t>;
+
+Model modelOf( PlainLabels const& labels ) {
+  Model model;
+  for ( PlainLabel const label : labels ) {
+    EXPECT_TRUE( model.empty() || *model.rbegin() < label.value() ) << "not ascending";
+    model.insert( label.value() );
+  }
+  return model;
+}
+
+void expectHolds( PlainLabels const& labels, Model const& want ) {
+  EXPECT_EQ( want, modelOf( labels ) );
+  EXPECT_EQ( want.size(), labels.size() );
+  EXPECT_EQ( want.empty(), labels.empty() );
+  auto const& intervals = labels.intervals();
+  for ( std::size_t at = 1; at < intervals.size(); ++at ) EXPECT_GT( intervals[at].first, intervals[at - 1].last + 1U );
+}
+
+/// The eight labels from `lowest` on; bit i of `subset` is the label lowest + i.
+struct World {
+  std::uint32_t lowest;
+  std::uint32_t label( std::uint32_t at ) const { return lowest + at; }
+  Model model( std::uint32_t subset ) const {
+    Model result;
+    for ( std::uint32_t at = 0; at != 8; ++at )
+      if ( ( subset >> at & 1U ) != 0 ) result.insert( label( at ) );
+    return result;
+  }
+  Kiv::Ptr<PlainLabels> labels( std::uint32_t subset ) const {
+    auto result = Kiv::make<PlainLabels>();
+    for ( std::uint32_t const each : model( subset ) ) EXPECT_TRUE( result->insert( PlainLabel( each ) ) );
+    return result;
+  }
+};
+
+class PlainLabelsTest : public testing::TestWithParam<World> {};
+
+/// Equal contents are equal intervals, so that one change of each content stands for every sequence of changes.
+TEST_P( PlainLabelsTest, EveryChangeOfEveryContentIsThatOfASet ) {
+  World const world = GetParam();
+  for ( std::uint32_t subset = 0; subset != 256; ++subset ) {
+    auto const labels = world.labels( subset );
+    expectHolds( *labels, world.model( subset ) );
+    for ( std::uint32_t at = 0; at != 8; ++at ) {
+      SCOPED_TRACE( testing::Message() << "subset " << subset << ", label " << at );
+      PlainLabel const label( world.label( at ) );
+      bool const there = ( subset >> at & 1U ) != 0;
+      EXPECT_EQ( there, labels->has( label ) );
+      PlainLabels grown( labels->intervals() );
+      EXPECT_EQ( !there, grown.insert( label ) );
+      expectHolds( grown, world.model( subset | 1U << at ) );
+      EXPECT_EQ( *world.labels( subset | 1U << at ), grown );
+      PlainLabels shrunk( labels->intervals() );
+      EXPECT_EQ( there, shrunk.erase( label ) );
+      expectHolds( shrunk, world.model( subset & ~( 1U << at ) ) );
+      EXPECT_EQ( *world.labels( subset & ~( 1U << at ) ), shrunk );
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P( SmallestAndLargestLabels, PlainLabelsTest,
+                          testing::Values( World{ 0 }, World{ 0xFFFFFFF8U } ),
+                          []( auto const& world ) { return world.index == 0 ? "Smallest" : "Largest"; } );
+
+TEST( PlainLabelList, AChangeIsSeenInNoListThatSharesTheLabels ) {
+  for ( std::uint32_t seed = 1; seed <= 50; ++seed ) {
+    SCOPED_TRACE( testing::Message() << "seed " << seed );
+    std::mt19937 random( seed );
+    struct Twin {
+      Kiv::Ptr<PlainLabelList> list;
+      Model model;
+      Kiv::Ptr<PlainLabels const> held;  // as it was at some time, with what it had then
+      Model heldModel;
+    };
+    std::vector<Twin> twins;
+    for ( std::uint64_t key = 1; key <= 4; ++key )
+      twins.push_back( { Kiv::make<PlainLabelList>( GenSetKey( key ) ), {}, nullptr, {} } );
+    for ( int change = 0; change != 200; ++change ) {
+      Twin& twin = twins[random() % twins.size()];
+      std::uint32_t const label = static_cast<std::uint32_t>( random() % 12 );
+      std::uint32_t const choice = static_cast<std::uint32_t>( random() % 20 );
+      if ( choice == 0 ) {
+        auto const shared = Kiv::make<PlainLabels>();
+        shared->insert( PlainLabel( label ) );
+        for ( Twin& each : twins ) {
+          each.list->labelsAre( shared );
+          each.model = { label };
+        }
+      } else if ( choice == 1 ) {
+        twin.list->labelDelAll();
+        twin.model.clear();
+      } else if ( choice < 4 ) {
+        twin.held = twin.list->labels();
+        twin.heldModel = twin.model;
+      } else if ( choice < 12 ) {
+        twin.list->labelIs( PlainLabel( label ) );
+        twin.model.insert( label );
+      } else {
+        twin.list->labelDel( PlainLabel( label ) );
+        twin.model.erase( label );
+      }
+      for ( Twin const& each : twins ) {
+        expectHolds( each.list->label(), each.model );
+        if ( each.held ) expectHolds( *each.held, each.heldModel );
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Orvex
