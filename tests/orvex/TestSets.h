@@ -1,0 +1,185 @@
+#pragma once
+
+/// Sets in short notation, transforms that are kicked by hand, and what must hold for every transform's labels.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Orvex/OrvexComboLabelSplitSm.h"
+#include "Orvex/OrvexPrefixXformSm.h"
+#include "Orvex/OrvexRangeSplitSm.h"
+
+namespace Orvex::Test {
+
+inline std::vector<std::string> split( std::string const& text, char separator ) {
+  std::vector<std::string> parts;
+  std::istringstream in( text );
+  for ( std::string part; std::getline( in, part, separator ); )
+    if ( !part.empty() ) parts.push_back( part );
+  return parts;
+}
+
+struct Prefixes {
+  std::vector<Vell::IpGenPrefix> own;
+  std::vector<Vell::IpGenPrefix> excepted;
+};
+
+/// "10.0.0.0/8 !10.1.0.0/16": an excepted prefix stands behind a '!'.
+inline Prefixes prefixes( std::string const& text ) {
+  Prefixes result;
+  for ( std::string const& word : split( text, ' ' ) )
+    if ( word[0] == '!' )
+      result.excepted.push_back( Kiv::strepToValue<Vell::IpGenPrefix>( word.substr( 1 ) ) );
+    else
+      result.own.push_back( Kiv::strepToValue<Vell::IpGenPrefix>( word ) );
+  return result;
+}
+
+/// "10-20 30"
+inline std::vector<RangeSetElem> ranges( std::string const& text ) {
+  std::vector<RangeSetElem> result;
+  for ( std::string const& word : split( text, ' ' ) ) {
+    auto const ends = split( word, '-' );
+    result.emplace_back( static_cast<std::uint16_t>( std::stoi( ends.front() ) ),
+                         static_cast<std::uint16_t>( std::stoi( ends.back() ) ) );
+  }
+  return result;
+}
+
+/// A stage with a config of its own. The number of a kick is its time.
+template <class Config, class Status, class Machine>
+struct Stage {
+  Kiv::Ptr<Config> config;
+  Kiv::Ptr<Status> status;
+  Kiv::Ptr<ChipHwCapability> capability = Kiv::make<ChipHwCapability>( Brae::ChipId( 1 ) );
+  Kiv::Ptr<Machine> machine;
+
+  StageStatusType kick() {
+    machine->hasNotificationActiveIs( true );
+    config->kickTimeIs( config->kickTime() + 1 );
+    EXPECT_EQ( config->kickTime(), status->kickTime() );
+    return status->status();
+  }
+};
+
+struct PrefixStage : Stage<PrefixXformConfig, PrefixXformStatus, OrvexPrefixXformSm> {
+  explicit PrefixStage( std::uint32_t width = 16, Vell::AddressFamily af = Vell::AddressFamily::ipv4 )
+      : key( af, true ), info( Kiv::make<PrefixAggregatorInfo>( key ) ) {
+    config = Kiv::make<PrefixXformConfig>( key, info );
+    status = Kiv::make<PrefixXformStatus>( key );
+    capability->prefixEncodingAttrIs( key, EncodingAttr( width, EncodedLabel( 0 ) ) );
+    machine = Kiv::make<OrvexPrefixXformSm>( Brae::ChipId( 1 ), config, status, capability, key );
+  }
+  void add( std::uint64_t setKey, Prefixes const& content ) const {
+    auto const set = info->prefixSetCollIs( GenSetKey( setKey ) );
+    set->prefixIs( content.own );
+    set->exceptPrefixIs( content.excepted );
+  }
+  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, prefixes( content ) ); }
+  void remove( std::uint64_t setKey ) const { info->prefixSetCollDel( GenSetKey( setKey ) ); }
+  auto const& pieces() const { return status->prefixToLabelMap(); }
+
+  PrefixXformKey key;
+  Kiv::Ptr<PrefixAggregatorInfo> info;
+};
+
+struct RangeStage : Stage<RangeSplitConfig, RangeSplitStatus, RangeSplitSm> {
+  static constexpr auto kType = RangeSetType::dstPort;
+
+  explicit RangeStage( std::uint32_t width = 16 ) {
+    config = Kiv::make<RangeSplitConfig>( kType, info );
+    status = Kiv::make<RangeSplitStatus>( kType );
+    capability->rangeEncodingAttrIs( kType, EncodingAttr( width, EncodedLabel( 0 ) ) );
+    machine = Kiv::make<RangeSplitSm>( Brae::ChipId( 1 ), config, status, capability, kType );
+  }
+  void add( std::uint64_t setKey, std::vector<RangeSetElem> const& content ) const {
+    info->rangeSetCollIs( GenSetKey( setKey ), kType )->rangeIs( content );
+  }
+  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, ranges( content ) ); }
+  void remove( std::uint64_t setKey ) const { info->rangeSetCollDel( GenSetKey( setKey ) ); }
+  auto const& pieces() const { return status->rangeToPlainLabelMap(); }
+
+  Kiv::Ptr<RangeSplitAggregatorInfo> info = Kiv::make<RangeSplitAggregatorInfo>( kType );
+};
+
+struct ComboStage : Stage<ComboLabelSplitConfig, ComboLabelSplitStatus, ComboLabelSplitSm> {
+  static constexpr auto kType = ComboLabelSetType::srcDstL4Port;
+
+  explicit ComboStage( std::uint32_t width = 16, Kiv::Ptr<ComboLabelInfo> const& combos = nullptr )
+      : info( combos ? combos : Kiv::make<ComboLabelInfo>( kType ) ) {
+    config = Kiv::make<ComboLabelSplitConfig>( kType, info );
+    status = Kiv::make<ComboLabelSplitStatus>( kType );
+    capability->comboEncodingAttrIs( kType, EncodingAttr( width, EncodedLabel( 0 ) ) );
+    machine = Kiv::make<ComboLabelSplitSm>( Brae::ChipId( 1 ), config, status, capability, kType );
+  }
+  Kiv::Ptr<ComboLabelSet> set( std::uint64_t setKey ) const {
+    return info->comboLabelSetCollIs( GenSetKey( setKey ), kType );
+  }
+  void remove( std::uint64_t setKey ) const { info->comboLabelSetCollDel( GenSetKey( setKey ) ); }
+  auto const& pieces() const { return status->comboToPlainLabelMap(); }
+
+  Kiv::Ptr<ComboLabelInfo> info;
+};
+
+/// Keys of sets.
+using Sets = std::set<std::uint64_t>;
+
+/// "10-14=1 15-20=2", from a function that prints a piece.
+template <class Pieces, class Print>
+std::string piecesText( Pieces const& pieces, Print const& print ) {
+  std::ostringstream out;
+  for ( auto const& [piece, label] : pieces ) {
+    if ( out.tellp() != 0 ) out << ' ';
+    print( out, piece );
+    out << '=' << label.value();
+  }
+  return out.str();
+}
+
+inline std::map<std::uint64_t, std::set<std::uint32_t>> labelsOfSets( XformStatus const& status ) {
+  std::map<std::uint64_t, std::set<std::uint32_t>> result;
+  for ( auto list = status.plainLabelListMap()->plainLabelList().begin(); list; ++list ) {
+    EXPECT_EQ( list.key(), list.value()->key() );
+    for ( PlainLabel const label : list.value()->label() ) result[list.key().value()].insert( label.value() );
+  }
+  return result;
+}
+
+/// "1:1,2 2:2": the labels of each set that has a list.
+inline std::string listsText( XformStatus const& status ) {
+  std::ostringstream out;
+  for ( auto const& [key, labels] : labelsOfSets( status ) ) {
+    out << ( out.tellp() == 0 ? "" : " " ) << key << ':';
+    for ( std::uint32_t const label : labels ) out << ( label == *labels.begin() ? "" : "," ) << label;
+  }
+  return out.str();
+}
+
+/// Checks the labels of all pieces against `setsOf( piece )`, the sets that contain the piece by their meaning: equal groups
+/// are equal labels, labels run from 1 in the order of the pieces, and a set lists the labels of its pieces. Returns the group
+/// that each label stands for.
+template <class Pieces, class SetsOf>
+std::map<std::uint32_t, Sets> checkedGroups( Pieces const& pieces, SetsOf const& setsOf, XformStatus const& status ) {
+  std::map<std::uint32_t, Sets> groups;
+  std::map<Sets, std::uint32_t> labels;
+  std::map<std::uint64_t, std::set<std::uint32_t>> lists;
+  for ( auto const& [piece, label] : pieces ) {
+    Sets const sets = setsOf( piece );
+    if ( groups.count( label.value() ) == 0 ) {
+      EXPECT_EQ( groups.size() + 1, label.value() ) << "labels are out of order";
+    }
+    EXPECT_EQ( sets, groups.emplace( label.value(), sets ).first->second ) << "pieces that differ share a label";
+    EXPECT_EQ( label.value(), labels.emplace( sets, label.value() ).first->second ) << "equal pieces have two labels";
+    for ( std::uint64_t const key : sets ) lists[key].insert( label.value() );
+  }
+  EXPECT_EQ( lists, labelsOfSets( status ) );
+  return groups;
+}
+
+}  // namespace Orvex::Test
