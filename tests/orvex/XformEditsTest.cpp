@@ -1,0 +1,232 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+
+#include "Orvex/OrvexAggregatorSm.h"
+#include "Orvex/OrvexComboLabelResolverSm.h"
+#include "orvex/TestSets.h"
+
+namespace Orvex {
+namespace {
+
+using Test::piecesText;
+using Test::prefixes;
+using Test::ranges;
+using Vell::AddressFamily;
+
+constexpr Brae::ChipId kChip( 1 );
+
+/// All stages from the policy to the labels of combinations, kicked one after the other.
+class Pipeline {
+ public:
+  explicit Pipeline( Kiv::Ptr<AclConfigColl const> const& policy ) {
+    aggregator_->handleInitialized();
+    add<AggregatorSm>( Kiv::make<AggregatorConfig>( policy ), aggregator_, capability_, generator_ );
+    for ( auto const af : { AddressFamily::ipv4, AddressFamily::ipv6 } )
+      for ( bool const src : { true, false } ) addPrefixXform( PrefixXformKey( af, src ) );
+    for ( auto const type : { RangeSetType::srcPort, RangeSetType::dstPort } ) addRangeSplit( type );
+    addCombos( ComboLabelSetType::ipv4SrcDstPrefix, xforms_[0], xforms_[1] );
+    addCombos( ComboLabelSetType::ipv6SrcDstPrefix, xforms_[2], xforms_[3] );
+    addCombos( ComboLabelSetType::srcDstL4Port, xforms_[4], xforms_[5] );
+  }
+
+  /// How each stage ended.
+  std::vector<StageStatusType> kick() {
+    std::vector<StageStatusType> results;
+    for ( auto const& stage : stages_ ) {
+      stage.config->kickTimeIs( stage.config->kickTime() + 1 );
+      results.push_back( stage.status->status() );
+    }
+    return results;
+  }
+
+  /// All that later stages read, keys of sets resolved: the pieces with their labels, and for each rule the labels of its
+  /// sets. Labels are numbered by the order of the pieces, so that equal policies have equal texts whatever came before.
+  std::map<std::string, std::string> results() const {
+    std::map<std::string, std::string> texts;
+    for ( auto const& dump : dumps_ ) dump( texts );
+    for ( auto list = aggregator_->aclGenSetIpRuleList().begin(); list; ++list )
+      for ( auto rule = list.value()->genSetIpRule().begin(); rule; ++rule )
+        for ( std::size_t xform = 0; xform != xforms_.size(); ++xform ) {
+          std::string const place = std::string( list.key().view() ) + "/" + std::string( rule.key().view() );
+          texts[place + "/" + std::to_string( xform )] = ruleLabels( xform, *list.value(), *rule.value() );
+        }
+    return texts;
+  }
+
+ private:
+  struct AnyStage {
+    Kiv::Ptr<StageConfig> config;
+    Kiv::Ptr<StageStatus> status;
+    Kiv::Ptr<StageSm> machine;
+  };
+
+  template <class Machine, class Config, class Status, class... Args>
+  void add( Kiv::Ptr<Config> const& config, Kiv::Ptr<Status> const& status, Args const&... args ) {
+    stages_.push_back( { config, status, Kiv::make<Machine>( kChip, config, status, args... ) } );
+    stages_.back().machine->hasNotificationActiveIs( true );
+  }
+  /// A transform, with `pieces( status )`.
+  template <class Status, class Pieces>
+  void addDump( Kiv::Ptr<Status> const& status, Pieces const& pieces ) {
+    std::string const name = "pieces " + std::to_string( xforms_.size() );
+    xforms_.push_back( status );
+    dumps_.push_back( [=]( std::map<std::string, std::string>& texts ) {
+      texts[name] = piecesText(
+          pieces( *status ), []( std::ostream& out, auto const& piece ) { out << Kiv::valueToStrep( piece ).view(); } );
+    } );
+  }
+  void addPrefixXform( PrefixXformKey key ) {
+    auto const status = Kiv::make<PrefixXformStatus>( key );
+    add<OrvexPrefixXformSm>( Kiv::make<PrefixXformConfig>( key, aggregator_->prefixInfoIs( key ) ), status, capability_,
+                             key );
+    addDump( status, []( PrefixXformStatus const& s ) { return s.prefixToLabelMap(); } );
+  }
+  void addRangeSplit( RangeSetType type ) {
+    auto const status = Kiv::make<RangeSplitStatus>( type );
+    capability_->rangeEncodingAttrIs( type, EncodingAttr( 16, EncodedLabel( 0 ) ) );
+    add<RangeSplitSm>( Kiv::make<RangeSplitConfig>( type, aggregator_->rangeSplitInfoIs( type ) ), status, capability_,
+                       type );
+    addDump( status, []( RangeSplitStatus const& s ) { return s.rangeToPlainLabelMap(); } );
+  }
+  void addCombos( ComboLabelSetType type, Kiv::Ptr<XformStatus> const& src, Kiv::Ptr<XformStatus> const& dst ) {
+    auto const resolved = Kiv::make<ComboLabelResolverStatus>( type );
+    capability_->comboEncodingAttrIs( type, EncodingAttr( 16, EncodedLabel( 0 ) ) );
+    add<ComboLabelResolverSm>( Kiv::make<ComboLabelResolverConfig>( type, src, dst, aggregator_ ), resolved,
+                               capability_, type, generator_ );
+    auto const status = Kiv::make<ComboLabelSplitStatus>( type );
+    add<ComboLabelSplitSm>( Kiv::make<ComboLabelSplitConfig>( type, resolved->comboLabelInfo() ), status, capability_,
+                            type );
+    combos_.push_back( resolved->comboLabelInfo() );
+    addDump( status, []( ComboLabelSplitStatus const& s ) { return s.comboToPlainLabelMap(); } );
+  }
+
+  /// The rule's set that a transform labels.
+  GenSetKey keyOf( std::size_t xform, AclGenSetIpRuleList const& list, GenSetIpRule const& rule ) const {
+    bool const isIpv4 = list.af() == AddressFamily::ipv4;
+    switch ( xform ) {
+      case 0:
+      case 2:
+        return ( xform == 0 ) == isIpv4 ? rule.source() : GenSetKey();
+      case 1:
+      case 3:
+        return ( xform == 1 ) == isIpv4 ? rule.destination() : GenSetKey();
+      case 4:
+        return rule.sport();
+      case 5:
+        return rule.dport();
+      default: {
+        std::size_t const combo = xform - 6;
+        GenSetKeyPair const pair( keyOf( 2 * combo, list, rule ), keyOf( 2 * combo + 1, list, rule ) );
+        return combos_[combo]->srcDstToComboMap().find( pair ).value_or( GenSetKey() );
+      }
+    }
+  }
+  std::string ruleLabels( std::size_t xform, AclGenSetIpRuleList const& list, GenSetIpRule const& rule ) const {
+    GenSetKey const key = keyOf( xform, list, rule );
+    if ( key == GenSetKey() ) return "no set";
+    auto const labels = xforms_[xform]->plainLabelListMap()->plainLabelList().find( key );
+    if ( !labels ) return "no list";
+    std::ostringstream text;
+    for ( PlainLabel const label : labels->label() ) text << label.value() << ' ';
+    return text.str();
+  }
+
+  Kiv::Ptr<ChipHwCapability> capability_ = Kiv::make<ChipHwCapability>( kChip );
+  Kiv::Ptr<GenSetKeyGenerator> generator_ = Kiv::make<GenSetKeyGenerator>();
+  Kiv::Ptr<AggregatorStatus> aggregator_ = Kiv::make<AggregatorStatus>();
+  std::vector<AnyStage> stages_;
+  std::vector<Kiv::Ptr<XformStatus>>
+      xforms_;  // source and destination of IPv4, IPv6 and ports, and combinations of these
+  std::vector<Kiv::Ptr<ComboLabelInfo>> combos_;
+  std::vector<std::function<void( std::map<std::string, std::string>& )>> dumps_;
+};
+
+/// A policy of an ACL in each family whose rules share lists and ports, under random edits.
+class EditedPolicy {
+ public:
+  explicit EditedPolicy( std::uint32_t seed ) : random_( seed ) {
+    for ( auto& lists : lists_ )
+      for ( auto& list : lists ) list = Kiv::make<IpPrefixList>();
+    for ( std::size_t family = 0; family != 2; ++family )
+      for ( auto const& list : lists_[family] ) editList( *list, family );
+  }
+
+  void edit() {
+    std::size_t const family = random_() % 2;
+    auto const acl = policy->aclIs( family == 0 ? "four" : "six" );
+    auto const index = static_cast<std::uint32_t>( random_() % 5 );
+    std::string const name = std::to_string( index );
+    auto const list = lists_[family][random_() % 4];
+    switch ( random_() % 8 ) {
+      case 0:
+        acl->ruleByNameDel( name );
+        acl->ruleByIdDel( AceIndex( index ) );
+        return;
+      case 1:
+        return editList( *list, family );
+      default:
+        break;
+    }
+    auto const rule = acl->ruleByNameIs( name );
+    acl->ruleByIdIs( AceIndex( index ), rule );
+    auto const filter = rule->ruleFilterIs();
+    if ( random_() % 2 == 0 ) filter->sourceIs( list );
+    if ( random_() % 2 == 0 ) filter->destinationIs( lists_[family][random_() % 4] );
+    if ( random_() % 4 == 0 ) filter->destinationDel();
+    if ( random_() % 2 == 0 ) return;
+    filter->sportRangeDelAll();
+    for ( auto const& range : anyPorts() ) filter->sportRangeIs( range );
+    filter->dportRangeDelAll();
+    for ( auto const& range : anyPorts() ) filter->dportRangeIs( range );
+  }
+
+  Kiv::Ptr<AclConfigColl> policy = Kiv::make<AclConfigColl>( kChip );
+
+ private:
+  /// Never leaves a list empty.
+  void editList( IpPrefixList& list, std::size_t family ) {
+    static auto const kPrefixes = std::array{
+        prefixes( "0.0.0.0/0 10.0.0.0/8 10.1.0.0/16 10.1.2.0/24 10.1.2.3/32 11.0.0.0/8 255.255.255.255/32" ).own,
+        prefixes( "::/0 ::/128 2001:db8::/32 2001:db8:1::/48 2001:db8:1::1/128 ffff::/16" ).own };
+    auto const any = [&] { return kPrefixes[family][random_() % kPrefixes[family].size()]; };
+    list.addrDel( any() );
+    list.exceptAddrDel( any() );
+    random_() % 3 == 0 ? list.exceptAddrIs( any() ) : list.addrIs( any() );
+  }
+  std::vector<L4PortRange> anyPorts() {
+    static constexpr std::array kPorts = { "",       "0-65535", "80",      "80-90 443",
+                                           "85-100", "65535",   "0 65535", "1-79 81-90" };
+    std::vector<L4PortRange> result;
+    for ( RangeSetElem const& range : ranges( kPorts[random_() % kPorts.size()] ) )
+      result.emplace_back( range.first(), range.last() );
+    return result;
+  }
+
+  std::mt19937 random_;
+  std::array<std::array<Kiv::Ptr<IpPrefixList>, 4>, 2> lists_;
+};
+
+TEST( XformEdits, EndInWhatAFreshPipelineMakes ) {
+  std::map<StageStatusType, int> ends;
+  for ( std::uint32_t seed = 1; seed <= 100 && !HasFailure(); ++seed ) {
+    EditedPolicy edited( seed );
+    Pipeline pipeline( edited.policy );
+    for ( std::uint32_t kick = 0; kick != 12; ++kick ) {
+      SCOPED_TRACE( testing::Message() << "seed " << seed << ", kick " << kick );
+      for ( std::uint32_t edits = kick % 4; edits != 0; --edits ) edited.edit();
+      for ( StageStatusType const end : pipeline.kick() ) ++ends[end];
+      Pipeline fresh( edited.policy );
+      for ( StageStatusType const end : fresh.kick() ) EXPECT_NE( StageStatusType::finishedFailed, end );
+      ASSERT_EQ( fresh.results(), pipeline.results() );
+    }
+  }
+  EXPECT_EQ( 2U, ends.size() );
+  EXPECT_GT( ends[StageStatusType::finishedSkipped], 1000 );
+  EXPECT_GT( ends[StageStatusType::finishedSuccess], 1000 );
+}
+
+}  // namespace
+}  // namespace Orvex
