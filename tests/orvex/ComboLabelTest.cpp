@@ -78,8 +78,13 @@ TEST( ComboLabelSplitSm, ARectangleIsTheSetOfItsPairs ) {
       for ( GenCombo const& pair : sets[key] )
         if ( single ) split.set( key )->comboLabelIs( pair );
       GenCombo const odd( PlainLabel( 1 ), PlainLabel( static_cast<std::uint32_t>( random() % 6 ) ) );
-      if ( random() % 3 == 0 ) split.set( key )->comboLabelDel( odd ), sets[key].erase( odd );
-      if ( random() % 3 == 0 ) split.set( key )->comboLabelIs( odd ), sets[key].insert( odd );
+      if ( random() % 3 == 0 ) {
+        split.set( key )->comboLabelDel( odd );
+        sets[key].erase( odd );
+      } else if ( random() % 3 == 0 ) {
+        split.set( key )->comboLabelIs( odd );
+        sets[key].insert( odd );
+      }
     }
     for ( auto const& [a, pairsOfA] : sets )
       for ( auto const& [b, pairsOfB] : sets ) {

@@ -44,10 +44,11 @@ struct Twin {
 };
 
 Twin anyGroup( std::mt19937& random, Classes const& from ) {
+  bool const whole = random() % 4 == 0;
   ClassIds ids;
   Model model;
   for ( std::uint32_t classId = 0; classId != from.members.size(); ++classId )
-    if ( random() % 2 == 0 ) {
+    if ( whole || random() % 2 == 0 ) {
       ids.push_back( classId );
       model.insert( from.members[classId].begin(), from.members[classId].end() );
     }
@@ -119,6 +120,13 @@ TEST( GenSetKeyGroup, IsASetOfKeysWhateverItIsMadeOf ) {
   }
 }
 
+TEST( GenSetKeyGroup, EqualSumsAreNotEnoughToBeEqual ) {
+  std::mt19937 random( 1 );
+  ClassIds const first = { 0 };
+  GenSetKeyGroup const group( Classes( random, 3 ).classes, first, 7 );
+  EXPECT_FALSE( group.isEqual( Kiv::make<GenSetKeyGroup>( Classes( random, 12 ).classes, first, 7 ) ) );
+}
+
 TEST( GenSetKeyGroupInterner, GivesEveryGroupOneObjectAlsoWhereSumsAgree ) {
   std::mt19937 random( 1 );
   GenSetKeyGroupInterner interner( Classes( random, 12 ).classes );
@@ -128,7 +136,7 @@ TEST( GenSetKeyGroupInterner, GivesEveryGroupOneObjectAlsoWhereSumsAgree ) {
   EXPECT_EQ( groups.size(), objects.size() );
   for ( ClassIds const& ids : groups ) {
     EXPECT_EQ( ids, interner.group( ids, 7 )->classIds() );
-    EXPECT_TRUE( objects.count( interner.group( ids, 7 ).get() ) == 1 );
+    EXPECT_EQ( 1U, objects.count( interner.group( ids, 7 ).get() ) );
   }
   EXPECT_EQ( interner.group( groups[3] ), interner.group( groups[3] ) );
 }

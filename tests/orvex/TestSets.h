@@ -130,9 +130,15 @@ struct ComboStage : Stage<ComboLabelSplitConfig, ComboLabelSplitStatus, ComboLab
 /// Keys of sets.
 using Sets = std::set<std::uint64_t>;
 
-/// "10-14=1 15-20=2", from a function that prints a piece.
-template <class Pieces, class Print>
-std::string piecesText( Pieces const& pieces, Print const& print ) {
+inline void print( std::ostream& out, Vell::IpGenPrefix const& prefix ) { out << prefix; }
+inline void print( std::ostream& out, RangeSetElem const& range ) { out << range.first() << '-' << range.last(); }
+inline void print( std::ostream& out, GenCombo const& pair ) {
+  out << pair.srcLabel.value() << '*' << pair.dstLabel.value();
+}
+
+/// "10-14=1 15-20=2"
+template <class Pieces>
+std::string piecesText( Pieces const& pieces ) {
   std::ostringstream out;
   for ( auto const& [piece, label] : pieces ) {
     if ( out.tellp() != 0 ) out << ' ';
@@ -159,6 +165,16 @@ inline std::string listsText( XformStatus const& status ) {
     for ( std::uint32_t const label : labels ) out << ( label == *labels.begin() ? "" : "," ) << label;
   }
   return out.str();
+}
+
+/// "PIECES; LISTS" for sets in short notation, of keys 1, 2, ..., with a '|' between them.
+template <class TransformStage>
+std::string cut( std::string const& sets ) {
+  TransformStage stage;
+  std::uint64_t key = 0;
+  for ( std::string const& set : split( sets, '|' ) ) stage.add( ++key, set );
+  EXPECT_EQ( StageStatusType::finishedSuccess, stage.kick() );
+  return piecesText( stage.pieces() ) + "; " + listsText( *stage.status );
 }
 
 /// Checks the labels of all pieces against `setsOf( piece )`, the sets that contain the piece by their meaning: equal groups

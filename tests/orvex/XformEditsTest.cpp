@@ -73,10 +73,8 @@ class Pipeline {
   void addDump( Kiv::Ptr<Status> const& status, Pieces const& pieces ) {
     std::string const name = "pieces " + std::to_string( xforms_.size() );
     xforms_.push_back( status );
-    dumps_.push_back( [=]( std::map<std::string, std::string>& texts ) {
-      texts[name] = piecesText(
-          pieces( *status ), []( std::ostream& out, auto const& piece ) { out << Kiv::valueToStrep( piece ).view(); } );
-    } );
+    dumps_.push_back(
+        [=]( std::map<std::string, std::string>& texts ) { texts[name] = piecesText( pieces( *status ) ); } );
   }
   void addPrefixXform( PrefixXformKey key ) {
     auto const status = Kiv::make<PrefixXformStatus>( key );

@@ -84,6 +84,12 @@ TEST( PrefixXformSm, TheLabelOfWhatNoListContainsCountsAgainstTheWidth ) {
   EXPECT_EQ( StageStatusType::finishedFailed, stage.kick() );
 }
 
+TEST( PrefixXformSm, AChipWithoutAnEntryForThePrefixSpaceIsFatal ) {
+  PrefixStage stage;
+  stage.capability->prefixEncodingAttrDel( stage.key );
+  EXPECT_DEATH( stage.kick(), "hwCapability\\(\\)->prefixEncodingAttrHas\\( key\\(\\) \\)" );
+}
+
 TEST( EncodingAttr, AWidthOverSixteenIsRefusedAlsoWhereItsLowBitsAreNot ) {
   for ( std::uint32_t const width : { 17U, 256U, 65536U } ) {
     std::string const text = "Value('Orvex::EncodingAttr', ** {'width': " + std::to_string( width ) +
