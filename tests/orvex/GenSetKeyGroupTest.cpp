@@ -123,8 +123,8 @@ TEST( GenSetKeyGroup, IsASetOfKeysWhateverItIsMadeOf ) {
 TEST( GenSetKeyGroup, EqualSumsAreNotEnoughToBeEqual ) {
   std::mt19937 random( 1 );
   ClassIds const first = { 0 };
-  GenSetKeyGroup const group( Classes( random, 3 ).classes, first, 7 );
-  EXPECT_FALSE( group.isEqual( Kiv::make<GenSetKeyGroup>( Classes( random, 12 ).classes, first, 7 ) ) );
+  GenSetKeyGroup const group( Classes( random, 3 ).classes, first, 7U );
+  EXPECT_FALSE( group.isEqual( Kiv::make<GenSetKeyGroup>( Classes( random, 12 ).classes, first, 7U ) ) );
 }
 
 TEST( GenSetKeyGroupInterner, GivesEveryGroupOneObjectAlsoWhereSumsAgree ) {
