@@ -28,9 +28,8 @@ Kiv::Ptr<PrefixXformStatus> overlappingRuns( std::uint32_t labels ) {
     std::uint32_t const length = std::uint32_t{ 1 } << ( random() % 4 + ( random() % 8 == 0 ? 3 : 0 ) );
     std::uint32_t const first = set * 3 + 1;
     std::uint32_t const last = std::min( labels, first + std::max( length, 3U ) - 1 );
-    status->plainLabelListMap()
-        ->plainLabelListIs( GenSetKey( set + 1 ) )
-        ->labelsAre( Kiv::make<PlainLabels>( std::vector<PlainLabels::Interval>{ { first, last } } ) );
+    status->plainLabelListMap()->plainLabelListIs(
+        GenSetKey( set + 1 ), Kiv::make<PlainLabels>( std::vector<PlainLabels::Interval>{ { first, last } } ) );
   }
   return status;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Kiv/Instantiate.h"
 #include "Orvex/OrvexAclTypes.h"
 #include "Orvex/OrvexGenSetTypes.h"
 
@@ -20,30 +19,59 @@ bool Dedupable::isEqual( Kiv::Ptr<Dedupable const> const& /*other*/ ) const { Ki
 
 // DedupableList, Deduper
 
+std::vector<DedupableList::Member> DedupableList::dedupedObj() const {
+  std::vector<Member> members;
+  if ( first_.object ) members.push_back( first_ );
+  members.insert( members.end(), others_.begin(), others_.end() );
+  return members;
+}
+
 void DedupableList::dedupedObjIs( Kiv::Ptr<Dedupable const> const& object, bool flag ) {
-  for ( Member& member : dedupedObj_ ) {
+  if ( !first_.object || first_.object == object ) {
+    first_ = { object, flag };
+    return;
+  }
+  for ( Member& member : others_ ) {
     if ( member.object == object ) {
       member.flag = flag;
       return;
     }
   }
-  dedupedObj_.push_back( { object, flag } );
+  others_.push_back( { object, flag } );
 }
 
 void DedupableList::dedupedObjDel( Kiv::Ptr<Dedupable const> const& object ) {
-  std::erase_if( dedupedObj_, [&]( Member const& member ) { return member.object == object; } );
+  std::erase_if( others_, [&]( Member const& member ) { return member.object == object; } );
+  if ( first_.object != object ) return;
+  first_ = others_.empty() ? Member{} : others_.front();
+  if ( !others_.empty() ) others_.erase( others_.begin() );
 }
 
-Kiv::Ptr<DedupableList> Deduper::dedupedHashIs( std::uint32_t hashValue ) {
-  return Kiv::instantiate( dedupedHash_, hashValue );
+void DedupableList::dedupedObjDelAll() {
+  first_ = {};
+  others_.clear();
+}
+
+Kiv::Ptr<Dedupable const> DedupableList::find( Kiv::Ptr<Dedupable const> const& object ) const {
+  if ( !first_.object ) return nullptr;
+  if ( first_.object->isEqual( object ) ) return first_.object;
+  for ( Member const& member : others_ )
+    if ( member.object->isEqual( object ) ) return member.object;
+  return nullptr;
 }
 
 Kiv::Ptr<Dedupable const> Deduper::addObj( Kiv::Ptr<Dedupable const> const& object, std::uint32_t hash ) {
-  auto const list = dedupedHashIs( hash );
-  for ( DedupableList::Member const& member : list->dedupedObj() )
-    if ( member.object->isEqual( object ) ) return member.object;
-  list->dedupedObjIs( object, true );
-  return object;
+  DedupableList alone( hash );
+  alone.dedupedObjIs( object, true );
+  if ( dedupedHash_.insert( hash, std::move( alone ) ) ) return object;
+  Kiv::Ptr<Dedupable const> canonical;
+  dedupedHash_.update( hash, [&]( DedupableList& list ) {
+    canonical = list.find( object );
+    if ( canonical ) return;
+    list.dedupedObjIs( object, true );
+    canonical = object;
+  } );
+  return canonical;
 }
 
 // DedupMarkAndSweeper

@@ -9,9 +9,11 @@ namespace Orvex {
 // GenSetKeyClasses
 
 GenSetKeyClasses::GenSetKeyClasses( std::vector<Member> members ) {
-  std::sort( members.begin(), members.end(), []( Member const& a, Member const& b ) {
+  auto const isBefore = []( Member const& a, Member const& b ) {
     return a.classId != b.classId ? a.classId < b.classId : a.key < b.key;
-  } );
+  };
+  if ( !std::is_sorted( members.begin(), members.end(), isBefore ) )
+    std::sort( members.begin(), members.end(), isBefore );
   keys_.reserve( members.size() );
   for ( Member const& member : members ) {
     if ( member.classId == hashSums_.size() ) {

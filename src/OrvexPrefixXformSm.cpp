@@ -11,83 +11,115 @@ namespace {
 
 Kiv::TraceHandle traceHandle( "OrvexPrefixXformSm" );
 
-/// Stands for the sets that except a prefix: they do not name it.
-constexpr std::uint32_t kNoClass = ~std::uint32_t{ 0 };
-
 Kiv::String traceName( Brae::ChipId chipId, PrefixXformKey key ) {
   Kiv::TextStream text;
   text << "PrefixXformSm(" << chipId << ", " << key.af() << ( key.src() ? ", src" : ", dst" ) << ")::";
   return text.str();
 }
 
-/// A prefix, and a class of sets that name it.
+/// A class of sets that names a prefix, or excepts it.
 struct Naming {
   Vell::IpGenPrefix prefix;
   std::uint32_t classId;
+  bool except;
 };
 
-/// Enters the group of the classes that name it for each prefix. `namings` come in ascending order of the classes.
-void groupByPrefix( std::vector<Naming>& namings, GenSetKeyGroupInterner& interner,
-                    Kiv::SortedMap<Vell::IpGenPrefix, Kiv::Ptr<GenSetKeyGroup>>& groups ) {
-  std::stable_sort( namings.begin(), namings.end(),
-                    []( Naming const& a, Naming const& b ) { return a.prefix < b.prefix; } );
-  std::vector<std::uint32_t> classIds;
-  for ( auto naming = namings.begin(); naming != namings.end(); ) {
-    Vell::IpGenPrefix const prefix = naming->prefix;
-    classIds.clear();
-    for ( ; naming != namings.end() && naming->prefix == prefix; ++naming )
-      if ( naming->classId != kNoClass ) classIds.push_back( naming->classId );
-    groups.set( prefix, interner.group( classIds ) );
-  }
+bool isBefore( Naming const& a, Naming const& b ) {
+  if ( a.prefix != b.prefix ) return a.prefix < b.prefix;
+  return a.except != b.except ? b.except : a.classId < b.classId;
 }
 
 }  // namespace
 
+/// For each prefix, in pre-order of the trie, the classes that name it and those that except it.
+class OrvexPrefixXformSm::DirectSets {
+ public:
+  struct Piece {
+    Vell::IpGenPrefix prefix;
+    std::span<std::uint32_t const> naming;
+    std::span<std::uint32_t const> excepting;
+  };
+
+  explicit DirectSets( std::vector<Naming> namings ) {
+    std::sort( namings.begin(), namings.end(), isBefore );
+    classIds_.reserve( namings.size() );
+    for ( Naming const& naming : namings ) classIds_.push_back( naming.classId );
+    for ( std::size_t at = 0; at != namings.size(); ) {
+      Vell::IpGenPrefix const prefix = namings[at].prefix;
+      std::size_t const begin = at;
+      while ( at != namings.size() && namings[at].prefix == prefix && !namings[at].except ) ++at;
+      std::size_t const middle = at;
+      while ( at != namings.size() && namings[at].prefix == prefix ) ++at;
+      pieces_.push_back( { prefix, std::span( classIds_ ).subspan( begin, middle - begin ),
+                           std::span( classIds_ ).subspan( middle, at - middle ) } );
+    }
+  }
+
+  DirectSets( DirectSets&& ) = default;  // moved vectors keep their memory, which the pieces refer to
+
+  std::vector<Piece> const& pieces() const { return pieces_; }
+
+ private:
+  std::vector<std::uint32_t> classIds_;
+  std::vector<Piece> pieces_;
+};
+
 /// Completes the groups, from the outside in.
 class OrvexPrefixXformSm::UpdatePrefixSetListCallback : public Vell::TrieGenWalkCallback {
  public:
-  UpdatePrefixSetListCallback( OrvexPrefixXformSm& machine, GenSetKeyGroupInterner& interner )
-      : machine_( machine ), interner_( interner ) {}
+  UpdatePrefixSetListCallback( OrvexPrefixXformSm& machine, DirectSets const& directSets,
+                               Kiv::Ptr<GenSetKeyClasses const> const& classes )
+      : machine_( machine ),
+        next_( directSets.pieces().begin() ),
+        end_( directSets.pieces().end() ),
+        interner_( classes ) {}
 
   bool handlePrefix( Vell::IpGenPrefix const& prefix ) override {
     traceHandle.trace( 8, machine_.traceStr(), "handlePrefix prefix ", prefix );
-    auto const parent = machine_.trie_->findParent( prefix );
-    auto const own = machine_.prefixToGenSetGrp_.find( prefix );
-    Kiv::fatalUnless( own != nullptr, "setList" );
-    if ( !parent ) return true;
-    traceHandle.trace( 8, machine_.traceStr(), "...parent ", *parent );
-    auto const inherited = machine_.prefixToGenSetGrp_.find( *parent );
-    auto const excepting = machine_.exceptingGroups_.find( prefix );
-    if ( traceHandle.enabled( 6 ) ) traceInheritance( *inherited, excepting );
-    machine_.prefixToGenSetGrp_.set( prefix,
-                                     own->empty() && !excepting ? inherited : combined( *inherited, excepting, *own ) );
+    Kiv::fatalUnless( next_ != end_ && next_->prefix == prefix, "setList" );
+    DirectSets::Piece const& piece = *next_++;
+    auto group = groupOf( piece, machine_.trie_->findParent( prefix ) );
+    machine_.prefixToGenSetGrp_.set( prefix, group );
+    ancestors_.push_back( { prefix, std::move( group ) } );
     return true;
   }
 
  private:
-  /// The inherited group without the excepting one, and with the prefix's own.
-  Kiv::Ptr<GenSetKeyGroup> combined( GenSetKeyGroup const& inherited, Kiv::Ptr<GenSetKeyGroup> const& excepting,
-                                     GenSetKeyGroup const& own ) {
+  struct Ancestor {
+    Vell::IpGenPrefix prefix;
+    Kiv::Ptr<GenSetKeyGroup> group;
+  };
+
+  /// The parent's group without the excepting sets, and with the naming ones. The walk has come down by the parent.
+  Kiv::Ptr<GenSetKeyGroup> groupOf( DirectSets::Piece const& piece, std::optional<Vell::IpGenPrefix> const& parent ) {
+    while ( !ancestors_.empty() && ancestors_.back().prefix != parent ) ancestors_.pop_back();
+    if ( !parent ) return interner_.group( piece.naming );
+    traceHandle.trace( 8, machine_.traceStr(), "...parent ", *parent );
+    auto const& inherited = ancestors_.back().group;
+    if ( traceHandle.enabled( 6 ) ) traceInheritance( piece, *inherited );
+    if ( piece.naming.empty() && piece.excepting.empty() ) return inherited;
     kept_.clear();
-    std::span<std::uint32_t const> excepted;
-    if ( excepting ) excepted = excepting->classIds();
-    std::set_difference( inherited.classIds().begin(), inherited.classIds().end(), excepted.begin(), excepted.end(),
-                         std::back_inserter( kept_ ) );
+    std::set_difference( inherited->classIds().begin(), inherited->classIds().end(), piece.excepting.begin(),
+                         piece.excepting.end(), std::back_inserter( kept_ ) );
     classIds_.clear();
-    std::set_union( kept_.begin(), kept_.end(), own.classIds().begin(), own.classIds().end(),
+    std::set_union( kept_.begin(), kept_.end(), piece.naming.begin(), piece.naming.end(),
                     std::back_inserter( classIds_ ) );
     return interner_.group( classIds_ );
   }
 
-  void traceInheritance( GenSetKeyGroup const& inherited, Kiv::Ptr<GenSetKeyGroup> const& excepting ) const {
-    for ( GenSetKey const key : inherited.keyGroup() )
-      traceHandle.trace(
-          6, machine_.traceStr(),
-          excepting && excepting->keyGroupHas( key ) ? "......hit exceptPrefix" : "......did not hit exceptPrefix" );
+  void traceInheritance( DirectSets::Piece const& piece, GenSetKeyGroup const& inherited ) const {
+    for ( std::uint32_t const classId : inherited.classIds() ) {
+      bool const hit = std::binary_search( piece.excepting.begin(), piece.excepting.end(), classId );
+      for ( std::size_t keys = inherited.classes()->keys( classId ).size(); keys != 0; --keys )
+        traceHandle.trace( 6, machine_.traceStr(), hit ? "......hit exceptPrefix" : "......did not hit exceptPrefix" );
+    }
   }
 
   OrvexPrefixXformSm& machine_;
-  GenSetKeyGroupInterner& interner_;
+  std::vector<DirectSets::Piece>::const_iterator next_;
+  std::vector<DirectSets::Piece>::const_iterator end_;
+  GenSetKeyGroupInterner interner_;
+  std::vector<Ancestor> ancestors_;
   std::vector<std::uint32_t> kept_;
   std::vector<std::uint32_t> classIds_;
 };
@@ -141,41 +173,39 @@ void OrvexPrefixXformSm::doBuildWorkingSet() {
 void OrvexPrefixXformSm::doBuildSetGroup() {
   traceHandle.trace( 8, traceStr(), "doBuildSetGroup" );
   auto const content = contentClassesOf( prefixAggregatorInfo().prefixSetColl() );
-  GenSetKeyGroupInterner interner( content.classes );
-  doInitSetGroup( content, interner );
-  doBuildTrie();
-  traceHandle.trace( 6, traceStr(), "*** Trie built ***" );
-  dumpTrie();
-  UpdatePrefixSetListCallback update( *this, interner );
-  walkTrie( update );
-  traceHandle.trace( 6, traceStr(), "*** PrefixSetLists updated ***" );
-  dumpTrie();
-}
-
-/// Enters for each prefix the group of the sets that name it; for one that is only excepted, the empty group.
-void OrvexPrefixXformSm::doInitSetGroup( ContentClasses<PrefixSet> const& content, GenSetKeyGroupInterner& interner ) {
-  traceHandle.trace( 8, traceStr(), "doInitSetGroup" );
+  DirectSets const directSets = doInitSetGroup( content );
+  doBuildTrie( directSets );
   prefixToGenSetGrp_.clear();
-  exceptingGroups_.clear();
-  std::vector<Naming> namings;
-  std::vector<Naming> exceptings;
-  for ( std::uint32_t classId = 0; classId != content.sets.size(); ++classId ) {
-    for ( auto const& prefix : content.sets[classId]->prefix() ) namings.push_back( { prefix, classId } );
-    for ( auto const& prefix : content.sets[classId]->exceptPrefix() ) {
-      namings.push_back( { prefix, kNoClass } );
-      exceptings.push_back( { prefix, classId } );
-    }
+  if ( traceHandle.enabled( 6 ) ) {
+    GenSetKeyGroupInterner interner( content.classes );
+    for ( auto const& piece : directSets.pieces() )
+      prefixToGenSetGrp_.set( piece.prefix, interner.group( piece.naming ) );
+    dumpTrie( "*** Trie built ***" );
+    prefixToGenSetGrp_.clear();
   }
-  groupByPrefix( namings, interner, prefixToGenSetGrp_ );
-  groupByPrefix( exceptings, interner, exceptingGroups_ );
+  prefixToGenSetGrp_.reserve( directSets.pieces().size() );
+  UpdatePrefixSetListCallback update( *this, directSets, content.classes );
+  walkTrie( update );
+  dumpTrie( "*** PrefixSetLists updated ***" );
 }
 
-void OrvexPrefixXformSm::doBuildTrie() {
+/// An excepted prefix is a piece too, also where no set names it.
+OrvexPrefixXformSm::DirectSets OrvexPrefixXformSm::doInitSetGroup( ContentClasses<PrefixSet> const& content ) const {
+  traceHandle.trace( 8, traceStr(), "doInitSetGroup" );
+  std::vector<Naming> namings;
+  for ( std::uint32_t classId = 0; classId != content.sets.size(); ++classId ) {
+    for ( auto const& prefix : content.sets[classId]->prefix() ) namings.push_back( { prefix, classId, false } );
+    for ( auto const& prefix : content.sets[classId]->exceptPrefix() ) namings.push_back( { prefix, classId, true } );
+  }
+  return DirectSets( std::move( namings ) );
+}
+
+void OrvexPrefixXformSm::doBuildTrie( DirectSets const& directSets ) {
   traceHandle.trace( 8, traceStr(), "doBuildTrie" );
   trie_ = Kiv::make<Vell::TrieGen>( "OrvexPrefixXformTrie", key_.af() );
-  for ( auto const& [prefix, group] : prefixToGenSetGrp_ ) {
-    traceHandle.trace( 6, traceStr(), "prefix ", prefix );
-    trie_->routeIs( prefix, true );
+  for ( auto const& piece : directSets.pieces() ) {
+    traceHandle.trace( 6, traceStr(), "prefix ", piece.prefix );
+    trie_->routeIs( piece.prefix, true );
   }
 }
 
@@ -183,8 +213,9 @@ void OrvexPrefixXformSm::walkTrie( Vell::TrieGenWalkCallback& callback ) const {
   trie_->preOrderWalk( Vell::IpGenPrefix::defaultRoute( key_.af() ), callback );
 }
 
-void OrvexPrefixXformSm::dumpTrie() const {
+void OrvexPrefixXformSm::dumpTrie( std::string_view header ) const {
   if ( !traceHandle.enabled( 6 ) ) return;
+  traceHandle.trace( 6, traceStr(), header );
   DumpWalkCallback dump( *this );
   walkTrie( dump );
 }

@@ -1,5 +1,8 @@
 #include "Orvex/OrvexXformSm.h"
 
+#include <algorithm>
+#include <span>
+
 #include "Kiv/Trace.h"
 
 namespace Orvex {
@@ -7,6 +10,43 @@ namespace Orvex {
 namespace {
 
 Kiv::TraceHandle traceHandle( "OrvexXformSm" );
+
+GenSetKeyGroup const& keyGroupOf( GenSetKeyGroupDeduper::LabelledGroup const& labelled ) {
+  auto const* const keyGroup = dynamic_cast<GenSetKeyGroup const*>( labelled.group.get() );
+  Kiv::fatalUnless( keyGroup != nullptr, "keyGroup" );
+  return *keyGroup;
+}
+
+/// The labels of the groups that each class is in, ascending.
+struct LabelsByClass {
+  /// Null without groups.
+  Kiv::Ptr<GenSetKeyClasses const> classes;
+  std::vector<PlainLabel> all;       // class by class
+  std::vector<std::uint32_t> first;  // where each class begins in `all`; one more at the end
+
+  std::span<PlainLabel const> labels( std::uint32_t classId ) const {
+    return std::span( all ).subspan( first[classId], first[classId + 1] - first[classId] );
+  }
+};
+
+LabelsByClass labelsByClass( std::vector<GenSetKeyGroupDeduper::LabelledGroup> const& groups ) {
+  LabelsByClass result;
+  if ( groups.empty() ) return result;
+  result.classes = keyGroupOf( groups.front() ).classes();
+  result.first.resize( result.classes->size() + 1 );
+  for ( auto const& labelled : groups ) {
+    Kiv::fatalUnless( keyGroupOf( labelled ).classes() == result.classes,
+                      "the groups of a computation are made of the same classes" );
+    for ( auto const classId : keyGroupOf( labelled ).classIds() ) ++result.first[classId];
+  }
+  std::uint32_t total = 0;
+  for ( std::uint32_t& first : result.first ) first = total += first;  // where each class ends
+  result.all.resize( total );
+  for ( auto labelled = groups.rbegin(); labelled != groups.rend(); ++labelled )
+    for ( auto const classId : keyGroupOf( *labelled ).classIds() )
+      result.all[--result.first[classId]] = labelled->label;
+  return result;
+}
 
 }  // namespace
 
@@ -33,6 +73,33 @@ Kiv::Ptr<GenSetKeyClasses const> singletonClassesOf( GenSetKeyGroup const& keys 
   for ( GenSetKey const key : keys.keyGroup() )
     members.push_back( { static_cast<std::uint32_t>( members.size() ), key } );
   return Kiv::make<GenSetKeyClasses>( std::move( members ) );
+}
+
+void GenSetKeyGroupDeduper::reserve( std::size_t groups ) {
+  dedupedHashReserve( groups );
+  labelOfGroup_.reserve( groups );
+  dedupedGenSetKeyGroup_.reserve( groups );
+}
+
+std::vector<std::uint32_t> firstEqualOf( std::vector<GenSet const*> const& sets ) {
+  constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
+  std::vector<std::uint32_t> firstEqual( sets.size() );
+  Kiv::HashMap2018<std::uint32_t, std::uint32_t> lastOfHash;  // the last first one with a hash
+  lastOfHash.reserve( sets.size() );
+  std::vector<std::uint32_t> previous( sets.size(), kNone );  // the first one before it with the same hash
+  for ( std::uint32_t at = 0; at != sets.size(); ++at ) {
+    std::uint32_t const hash = sets[at]->hash();
+    firstEqual[at] = at;
+    if ( lastOfHash.insert( hash, at ) ) continue;
+    std::uint32_t first = *lastOfHash.find( hash );
+    previous[at] = first;
+    while ( first != kNone && !sets[first]->isEqual( Kiv::Ptr<GenSet const>( sets[at] ) ) ) first = previous[first];
+    if ( first != kNone )
+      firstEqual[at] = first;
+    else
+      lastOfHash.set( hash, at );
+  }
+  return firstEqual;
 }
 
 // XformSmBase
@@ -87,26 +154,16 @@ void XformSmBase::doUpdatePlainLabelMap() {
   traceHandle.trace( 8, traceStr(), "doUpdatePlainLabelMap" );
   auto const& lists = xformStatus_->plainLabelListMap();
   lists->plainLabelListDelAll();
-  Kiv::Ptr<GenSetKeyClasses const> classes;
-  std::vector<Kiv::Ptr<PlainLabels>> labelsOfClass;
-  for ( auto const& [object, label] : xformSetGroupDeduper_->dedupedGenSetKeyGroup() ) {
-    auto const* const keyGroup = dynamic_cast<GenSetKeyGroup const*>( object.get() );
-    Kiv::fatalUnless( keyGroup != nullptr, "keyGroup" );
-    if ( keyGroup->empty() ) continue;
-    Kiv::fatalUnless( keyGroup->classes() && ( !classes || classes == keyGroup->classes() ),
-                      "the groups of a computation are made of the same classes" );
-    classes = keyGroup->classes();
-    labelsOfClass.resize( classes->size() );
-    for ( auto const classId : keyGroup->classIds() ) {
-      auto& labels = labelsOfClass[classId];
-      if ( !labels ) labels = Kiv::make<PlainLabels>();
-      labels->insert( label );
-    }
-  }
-  for ( std::uint32_t classId = 0; classId != labelsOfClass.size(); ++classId ) {
-    if ( !labelsOfClass[classId] ) continue;
-    for ( GenSetKey const key : classes->keys( classId ) )
-      lists->plainLabelListIs( key )->labelsAre( labelsOfClass[classId] );
+  auto const labelsOfClass = labelsByClass( xformSetGroupDeduper_->dedupedGenSetKeyGroup() );
+  if ( !labelsOfClass.classes ) return;
+  GenSetKeyClasses const& classes = *labelsOfClass.classes;
+  lists->plainLabelListReserve( classes.keyCount() );
+  for ( std::uint32_t classId = 0; classId != classes.size(); ++classId ) {
+    auto const labels = labelsOfClass.labels( classId );
+    if ( labels.empty() ) continue;
+    auto const shared = Kiv::make<PlainLabels>();
+    for ( PlainLabel const label : labels ) shared->insert( label );
+    for ( GenSetKey const key : classes.keys( classId ) ) lists->plainLabelListIs( key, shared );
   }
 }
 

@@ -43,35 +43,45 @@ struct DedupableIdentity {
   std::uint32_t hash() const noexcept { return Kiv::hashOf( reinterpret_cast<std::uintptr_t>( object ) ); }
 };
 
-/// Unequal objects of one hash.
-class DedupableList : public Kiv::Entity {
+/// Unequal objects of one hash. A value, as there is one for nearly every object known.
+class DedupableList {
  public:
   struct Member {
     Kiv::Ptr<Dedupable const> object;
-    bool flag;
+    bool flag = false;
+    friend bool operator==( Member const&, Member const& ) = default;
   };
 
   explicit DedupableList( std::uint32_t hashValue ) : hashValue_( hashValue ) {}
+  friend bool operator==( DedupableList const&, DedupableList const& ) = default;
 
   std::uint32_t hashValue() const { return hashValue_; }
 
-  std::vector<Member> const& dedupedObj() const { return dedupedObj_; }
+  /// In the order in which they came. A copy.
+  std::vector<Member> dedupedObj() const;
   void dedupedObjIs( Kiv::Ptr<Dedupable const> const& object, bool flag );
   void dedupedObjDel( Kiv::Ptr<Dedupable const> const& object );
-  void dedupedObjDelAll() { dedupedObj_.clear(); }
+  void dedupedObjDelAll();
+
+  /// The first object that equals this one; null when there is none.
+  Kiv::Ptr<Dedupable const> find( Kiv::Ptr<Dedupable const> const& object ) const;
 
  private:
-  std::vector<Member> dedupedObj_;
+  Member first_;  // nearly always the only one
+  std::vector<Member> others_;
   std::uint32_t hashValue_;
 };
 
 /// Finds the first object of each content.
 class Deduper : public Kiv::Entity {
  public:
-  Kiv::HashMap2018<std::uint32_t, Kiv::Ptr<DedupableList>> const& dedupedHash() const { return dedupedHash_; }
-  Kiv::Ptr<DedupableList> dedupedHashIs( std::uint32_t hashValue );
+  Kiv::HashMap2018<std::uint32_t, DedupableList> const& dedupedHash() const { return dedupedHash_; }
+  /// Makes the list, empty, when there is none.
+  void dedupedHashIs( std::uint32_t hashValue ) { dedupedHash_.insert( hashValue, DedupableList( hashValue ) ); }
   void dedupedHashDel( std::uint32_t hashValue ) { dedupedHash_.erase( hashValue ); }
   void dedupedHashDelAll() { dedupedHash_.clear(); }
+  /// Makes room for so many hashes.
+  void dedupedHashReserve( std::size_t size ) { dedupedHash_.reserve( size ); }
 
   virtual void clear() { dedupedHashDelAll(); }
 
@@ -84,7 +94,7 @@ class Deduper : public Kiv::Entity {
   Kiv::Ptr<Dedupable const> addObj( Kiv::Ptr<Dedupable const> const& object, std::uint32_t hash );
 
  private:
-  Kiv::HashMap2018<std::uint32_t, Kiv::Ptr<DedupableList>> dedupedHash_;
+  Kiv::HashMap2018<std::uint32_t, DedupableList> dedupedHash_;
 };
 
 /// A deduper whose objects stand for generic sets. Between passes `dedupedHash` is empty and `deduped` holds the objects.

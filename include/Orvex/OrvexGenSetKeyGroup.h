@@ -39,7 +39,9 @@ class GenSetKeyClasses : public Kiv::Entity {
   /// Every class has a member. The order of members does not matter.
   explicit GenSetKeyClasses( std::vector<Member> members );
 
+  /// Number of classes.
   std::size_t size() const { return first_.size() - 1; }
+  std::size_t keyCount() const { return keys_.size(); }
   /// Ascending.
   std::span<GenSetKey const> keys( ClassId classId ) const {
     return std::span( keys_ ).subspan( first_[classId], first_[classId + 1] - first_[classId] );

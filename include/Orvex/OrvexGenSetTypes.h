@@ -174,7 +174,8 @@ class GenSetUsageInfo : public Kiv::Entity {
 /// The plain labels of the disjoint pieces that make up one set. Sets of equal content hold the same PlainLabels object.
 class PlainLabelList : public Kiv::Entity {
  public:
-  explicit PlainLabelList( GenSetKey key ) : key_( key ), labels_( Kiv::make<PlainLabels>() ) {}
+  explicit PlainLabelList( GenSetKey key, Kiv::Ptr<PlainLabels> labels = Kiv::make<PlainLabels>() )
+      : key_( key ), labels_( std::move( labels ) ) {}
 
   GenSetKey key() const { return key_; }
 
@@ -186,7 +187,6 @@ class PlainLabelList : public Kiv::Entity {
 
   /// The object that holds the labels, to share it. It must not change from then on.
   Kiv::Ptr<PlainLabels const> labels() const { return labels_; }
-  void labelsAre( Kiv::Ptr<PlainLabels> const& labels ) { labels_ = labels; }
 
  private:
   PlainLabels& ownLabels();
@@ -199,6 +199,11 @@ class PlainLabelListMap : public Kiv::Entity {
  public:
   Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> const& plainLabelList() const { return plainLabelList_; }
   Kiv::Ptr<PlainLabelList> plainLabelListIs( GenSetKey key );
+  /// A new list, which shares its labels.
+  void plainLabelListIs( GenSetKey key, Kiv::Ptr<PlainLabels> const& labels ) {
+    plainLabelList_.set( key, Kiv::make<PlainLabelList>( key, labels ) );
+  }
+  void plainLabelListReserve( std::size_t size ) { plainLabelList_.reserve( size ); }
   void plainLabelListDel( GenSetKey key ) { plainLabelList_.erase( key ); }
   void plainLabelListDelAll() { plainLabelList_.clear(); }
   bool plainLabelListHas( GenSetKey key ) const { return plainLabelList_.has( key ); }

@@ -7,12 +7,13 @@
 ///
 /// Sets of equal content share one such object.
 ///
-/// Invariants: intervals ascend, and neither overlap nor touch.
+/// Invariants: intervals ascend, and neither overlap nor touch. A single interval takes no memory beside the object.
 /// Cost: adding a label above all others is constant; any other change moves the intervals behind it.
 
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <span>
 #include <vector>
 
 #include "Kiv/Ptr.h"
@@ -31,12 +32,14 @@ class PlainLabels : public Kiv::PtrInterface {
   class Iterator;
 
   PlainLabels() = default;
-  explicit PlainLabels( std::vector<Interval> const& intervals );
+  explicit PlainLabels( std::span<Interval const> intervals );
 
-  std::vector<Interval> const& intervals() const noexcept { return intervals_; }
+  std::span<Interval const> intervals() const noexcept {
+    return several_.empty() ? std::span( &single_, size_ == 0 ? 0 : 1 ) : std::span<Interval const>( several_ );
+  }
   /// Number of labels.
   std::size_t size() const noexcept { return size_; }
-  bool empty() const noexcept { return intervals_.empty(); }
+  bool empty() const noexcept { return size_ == 0; }
   bool has( PlainLabel label ) const;
   Iterator begin() const noexcept;
   Iterator end() const noexcept;
@@ -46,10 +49,18 @@ class PlainLabels : public Kiv::PtrInterface {
   /// True when there was such a label.
   bool erase( PlainLabel label );
 
-  bool operator==( PlainLabels const& other ) const { return intervals_ == other.intervals_; }
+  bool operator==( PlainLabels const& other ) const;
 
  private:
-  std::vector<Interval> intervals_;
+  /// Where the intervals stand, to change them.
+  std::span<Interval> ownIntervals() noexcept {
+    return several_.empty() ? std::span( &single_, size_ == 0 ? 0 : 1 ) : std::span<Interval>( several_ );
+  }
+  void insertInterval( std::size_t at, Interval interval );
+  void eraseInterval( std::size_t at );
+
+  Interval single_{ 0, 0 };        // while there is one: most sets of a policy of single prefixes have one
+  std::vector<Interval> several_;  // while there are more; empty otherwise
   std::size_t size_ = 0;
 };
 
@@ -62,7 +73,7 @@ class PlainLabels::Iterator {
   using pointer = void;
   using reference = PlainLabel;
 
-  explicit Iterator( std::vector<Interval>::const_iterator interval ) noexcept : interval_( interval ) {}
+  explicit Iterator( Interval const* interval ) noexcept : interval_( interval ) {}
 
   PlainLabel operator*() const { return PlainLabel( interval_->first + offset_ ); }
   Iterator& operator++() {
@@ -82,11 +93,13 @@ class PlainLabels::Iterator {
   bool operator==( Iterator const& ) const = default;
 
  private:
-  std::vector<Interval>::const_iterator interval_;
+  Interval const* interval_;
   std::uint32_t offset_ = 0;
 };
 
-inline PlainLabels::Iterator PlainLabels::begin() const noexcept { return Iterator( intervals_.begin() ); }
-inline PlainLabels::Iterator PlainLabels::end() const noexcept { return Iterator( intervals_.end() ); }
+inline PlainLabels::Iterator PlainLabels::begin() const noexcept { return Iterator( intervals().data() ); }
+inline PlainLabels::Iterator PlainLabels::end() const noexcept {
+  return Iterator( intervals().data() + intervals().size() );
+}
 
 }  // namespace Orvex

@@ -50,20 +50,19 @@ class OrvexPrefixXformSm final : public XformSmBase {
   std::uint32_t xformWidth() const override;
 
  private:
+  class DirectSets;
   class UpdatePrefixSetListCallback;
   class DumpWalkCallback;
-  using PrefixGroups = Kiv::SortedMap<Vell::IpGenPrefix, Kiv::Ptr<GenSetKeyGroup>>;
 
-  void doInitSetGroup( ContentClasses<PrefixSet> const& content, GenSetKeyGroupInterner& interner );
-  void doBuildTrie();
+  DirectSets doInitSetGroup( ContentClasses<PrefixSet> const& content ) const;
+  void doBuildTrie( DirectSets const& directSets );
   void walkTrie( Vell::TrieGenWalkCallback& callback ) const;
-  void dumpTrie() const;
+  void dumpTrie( std::string_view header ) const;
 
   PrefixXformKey key_;
   Kiv::Ptr<PrefixXformStatus> prefixXformStatus_;
   Kiv::Ptr<Vell::TrieGen> trie_;
-  PrefixGroups prefixToGenSetGrp_;
-  PrefixGroups exceptingGroups_;  // of each prefix that sets except, those sets
+  Kiv::SortedMap<Vell::IpGenPrefix, Kiv::Ptr<GenSetKeyGroup>> prefixToGenSetGrp_;
 };
 
 }  // namespace Orvex

@@ -20,6 +20,7 @@
 /// others; a set without pieces has no list.
 /// Cost: a hash of each piece, and the sum of the sizes of the distinct groups, counted in classes (OrvexGenSetKeyGroup.h).
 
+#include <algorithm>
 #include <vector>
 
 #include "Orvex/OrvexDedup.h"
@@ -40,6 +41,8 @@ class GenSetKeyGroupDeduper : public Deduper {
   /// The label of the group that equals this one.
   PlainLabel addGroup( Kiv::Ptr<GenSetKeyGroup const> const& group );
   void clear() override;
+  /// Makes room for so many distinct groups.
+  void reserve( std::size_t groups );
 
   /// One entry a distinct group, in the order in which they came.
   std::vector<LabelledGroup> const& dedupedGenSetKeyGroup() const { return dedupedGenSetKeyGroup_; }
@@ -90,6 +93,7 @@ class XformSmBase : public StageSm {
   template <class PieceGroups, class SetLabel>
   void labelPieces( PieceGroups const& groups, SetLabel const& setLabel ) {
     xformSetGroupDeduper_->clear();
+    xformSetGroupDeduper_->reserve( std::min( groups.size(), std::size_t{ 1 } << xformWidth() ) );
     for ( auto const& [piece, group] : groups ) setLabel( piece, xformSetGroupDeduper_->addGroup( group ) );
   }
 
@@ -118,26 +122,36 @@ Kiv::Ptr<GenSetKeyGroup> keysOf( Kiv::HashMap2018<GenSetKey, Kiv::Ptr<Set>> cons
 /// Every key a class of its own, numbered in ascending order: for sets that are known to differ.
 Kiv::Ptr<GenSetKeyClasses const> singletonClassesOf( GenSetKeyGroup const& keys );
 
-/// Sets by content. Classes are numbered in ascending order of their least keys.
+/// Sets by content. Classes are numbered in ascending order of their least keys. The sets are those of a collection that
+/// must not change meanwhile.
 template <class Set>
 struct ContentClasses {
   Kiv::Ptr<GenSetKeyClasses const> classes;
   /// The set with the least key of each class.
-  std::vector<Kiv::Ptr<Set>> sets;
+  std::vector<Set const*> sets;
 };
 
+/// Which sets have equal content: `result[i]` is the least j for which `sets[j]` equals `sets[i]`.
+std::vector<std::uint32_t> firstEqualOf( std::vector<GenSet const*> const& sets );
+
 template <class Set>
-ContentClasses<Set> contentClassesOf( Kiv::HashMap2018<GenSetKey, Kiv::Ptr<Set>> const& sets ) {
+ContentClasses<Set> contentClassesOf( Kiv::HashMap2018<GenSetKey, Kiv::Ptr<Set>> const& collection ) {
+  std::vector<std::pair<GenSetKey, GenSet const*>> byKey;
+  byKey.reserve( collection.size() );
+  for ( auto set = collection.begin(); set; ++set ) byKey.emplace_back( set.key(), set.value().get() );
+  std::sort( byKey.begin(), byKey.end() );
+  std::vector<GenSet const*> sets;
+  sets.reserve( byKey.size() );
+  for ( auto const& [key, set] : byKey ) sets.push_back( set );
+  auto const firstEqual = firstEqualOf( sets );
+
   ContentClasses<Set> result;
-  std::vector<GenSetKeyClasses::Member> members;
-  auto const deduper = Kiv::make<Deduper>();
-  Kiv::HashMap2018<DedupableIdentity, std::uint32_t> classOfSet;
-  for ( GenSetKey const key : keysOf( sets )->keyGroup() ) {
-    auto const set = sets.find( key );
-    DedupableIdentity const canonical{ deduper->addObj( set ).get() };
-    if ( classOfSet.insert( canonical, static_cast<std::uint32_t>( result.sets.size() ) ) )
-      result.sets.push_back( set );
-    members.push_back( { *classOfSet.find( canonical ), key } );
+  std::vector<GenSetKeyClasses::Member> members( sets.size() );
+  for ( std::uint32_t at = 0; at != sets.size(); ++at ) {
+    bool const first = firstEqual[at] == at;
+    members[at] = { first ? static_cast<std::uint32_t>( result.sets.size() ) : members[firstEqual[at]].classId,
+                    byKey[at].first };
+    if ( first ) result.sets.push_back( static_cast<Set const*>( sets[at] ) );
   }
   result.classes = Kiv::make<GenSetKeyClasses>( std::move( members ) );
   return result;

@@ -115,8 +115,8 @@ struct Resolver : Test::Stage<ComboLabelResolverConfig, ComboLabelResolverStatus
   }
   /// On both sides.
   void list( std::uint64_t key, Kiv::Ptr<PlainLabels> const& labels ) const {
-    src->plainLabelListMap()->plainLabelListIs( GenSetKey( key ) )->labelsAre( labels );
-    dst->plainLabelListMap()->plainLabelListIs( GenSetKey( key ) )->labelsAre( labels );
+    src->plainLabelListMap()->plainLabelListIs( GenSetKey( key ), labels );
+    dst->plainLabelListMap()->plainLabelListIs( GenSetKey( key ), labels );
   }
   void inputsAre( StageStatusType result ) const {
     src->statusIs( result );

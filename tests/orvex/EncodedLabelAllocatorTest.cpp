@@ -40,7 +40,7 @@ Allocation allocated( std::uint32_t width, std::uint32_t reserved, Family const&
       labels = Kiv::make<PlainLabels>();
       for ( std::uint32_t const label : used.labels ) labels->insert( PlainLabel( label ) );
     }
-    xform->plainLabelListMap()->plainLabelListIs( GenSetKey( key ) )->labelsAre( labels );
+    xform->plainLabelListMap()->plainLabelListIs( GenSetKey( key ), labels );
     if ( used.users != 0 ) usage->valueInc( GenSetKey( key ), used.users );
   }
   auto const config = Kiv::make<EncoderConfig>( xform );

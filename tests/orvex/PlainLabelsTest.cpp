@@ -96,7 +96,7 @@ TEST( PlainLabelList, AChangeIsSeenInNoListThatSharesTheLabels ) {
         auto const shared = Kiv::make<PlainLabels>();
         shared->insert( PlainLabel( label ) );
         for ( Twin& each : twins ) {
-          each.list->labelsAre( shared );
+          each.list = Kiv::make<PlainLabelList>( each.list->key(), shared );
           each.model = { label };
         }
       } else if ( choice == 1 ) {
