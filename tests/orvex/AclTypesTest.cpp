@@ -7,68 +7,28 @@
 #include <random>
 
 #include "Orvex/OrvexByteHash.h"
+#include "orvex/LiteralHash.h"
+#include "orvex/TestPolicy.h"
 
 namespace Orvex {
 namespace {
 
+using Test::LiteralHash;
+using Test::literalPrefixHash;
+using Test::prefix;
+using Test::prefixes;
 using testing::ElementsAre;
 using testing::ThrowsMessage;
-
-Vell::IpGenPrefix prefix( std::string_view text ) { return Kiv::strepToValue<Vell::IpGenPrefix>( text ); }
-
-/// "10.0.0.0/8 !10.1.0.0/16": a list, "!" before what it leaves out.
-Kiv::Ptr<IpPrefixList> prefixes( std::string const& text ) {
-  auto const list = Kiv::make<IpPrefixList>();
-  std::istringstream words( text );
-  for ( std::string word; words >> word; ) {
-    if ( word[0] == '!' )
-      list->exceptAddrIs( prefix( word.substr( 1 ) ) );
-    else
-      list->addrIs( prefix( word ) );
-  }
-  return list;
-}
-
-/// The byte hash, literally.
-std::uint32_t byteHash( std::vector<std::uint8_t> const& bytes ) {
-  std::uint32_t h = 0;
-  for ( std::uint8_t const b : bytes ) {
-    h = h + b;
-    h = h + ( h << 10 );
-    h = h ^ ( h >> 6 );
-  }
-  h = h + ( h << 3 );
-  h = h ^ ( h >> 11 );
-  h = h + ( h << 15 );
-  return h;
-}
-
-void append( std::vector<std::uint8_t>& bytes, std::uint64_t value, unsigned count ) {
-  for ( ; count != 0; --count, value >>= 8 ) bytes.push_back( static_cast<std::uint8_t>( value ) );
-}
-
-std::uint32_t literalPrefixHash( std::uint32_t addressInNetworkOrder, std::uint32_t length ) {
-  std::uint32_t x = addressInNetworkOrder ^ length;
-  x = x * 32767 - 1;
-  x = x ^ ( x >> 12 );
-  x = x * 5;
-  x = x ^ ( x >> 4 );
-  x = x * 2057;
-  return x ^ ( x >> 16 );
-}
 
 TEST( ByteHash, IsTheOneAtATimeHash ) {
   EXPECT_EQ( 0U, ByteHash().result() );
   EXPECT_EQ( 0xCA2E9442U, ByteHash().feed( std::uint8_t{ 'a' } ).result() );
-  std::vector<std::uint8_t> bytes;
-  append( bytes, 0x0102030405060708, 8 );
-  append( bytes, 0xA1B2C3D4, 4 );
-  append( bytes, 0xFF, 1 );
-  EXPECT_EQ( byteHash( bytes ), ByteHash()
-                                    .feed( std::uint64_t{ 0x0102030405060708 } )
-                                    .feed( std::uint32_t{ 0xA1B2C3D4 } )
-                                    .feed( std::uint8_t{ 0xFF } )
-                                    .result() );
+  EXPECT_EQ( LiteralHash().feed( 0x0102030405060708, 8 ).feed( 0xA1B2C3D4, 4 ).feed( 0xFF, 1 ).result(),
+             ByteHash()
+                 .feed( std::uint64_t{ 0x0102030405060708 } )
+                 .feed( std::uint32_t{ 0xA1B2C3D4 } )
+                 .feed( std::uint8_t{ 0xFF } )
+                 .result() );
 }
 
 template <class RangeType>
@@ -142,12 +102,7 @@ TEST( IpPrefixList, HashIsThatOfTheSumsWhateverTheOrder ) {
     sum += literalPrefixHash( __builtin_bswap32( each.ipv4Address() ), each.length() );
   for ( auto const& each : list->exceptAddr() )
     exceptSum += literalPrefixHash( __builtin_bswap32( each.ipv4Address() ), each.length() );
-  std::vector<std::uint8_t> bytes;
-  append( bytes, sum, 8 );
-  append( bytes, 0, 1 );
-  append( bytes, exceptSum, 8 );
-  append( bytes, 1, 1 );
-  EXPECT_EQ( byteHash( bytes ), list->hash() );
+  EXPECT_EQ( LiteralHash().feed( sum, 8 ).feed( 0, 1 ).feed( exceptSum, 8 ).feed( 1, 1 ).result(), list->hash() );
   EXPECT_EQ( list->hash(), shuffled->hash() );
   EXPECT_TRUE( list->isEqual( shuffled ) );
 }
@@ -172,22 +127,18 @@ TEST( RuleFilter, HashFeedsEveryAttributeInItsPlace ) {
   filter->matchTcpEstablishedIs( true );
 
   auto const rangesHash = []( std::uint32_t id, std::vector<std::uint64_t> const& words, unsigned bytesAWord ) {
-    std::vector<std::uint8_t> bytes;
-    append( bytes, id, 4 );
-    for ( std::uint64_t const word : words ) append( bytes, word, bytesAWord );
-    return byteHash( bytes );
+    LiteralHash hash;
+    hash.feed( id, 4 );
+    for ( std::uint64_t const word : words ) hash.feed( word, bytesAWord );
+    return hash.result();
   };
-  std::vector<std::uint8_t> bytes;
-  append( bytes, 0x82, 4 );
-  append( bytes, filter->source()->hash(), 4 );
-  append( bytes, 0x83, 4 );
-  append( bytes, rangesHash( 0x84, {}, 4 ), 4 );
-  append( bytes, rangesHash( 0x85, { 80, 443 }, 4 ), 4 );
-  for ( std::uint32_t const id : { 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU } ) append( bytes, rangesHash( id, {}, 4 ), 4 );
-  append( bytes, rangesHash( 0x8d, { 0x8d, 1 | 2ULL << 32 }, 8 ), 4 );  // a checked field's ranges are led by a word
-  append( bytes, 0, 1 );
-  append( bytes, 1, 1 );
-  EXPECT_EQ( byteHash( bytes ), filter->hash() );
+  LiteralHash hash;
+  hash.feed( 0x82, 4 ).feed( filter->source()->hash(), 4 ).feed( 0x83, 4 );
+  hash.feed( rangesHash( 0x84, {}, 4 ), 4 ).feed( rangesHash( 0x85, { 80, 443 }, 4 ), 4 );
+  for ( std::uint32_t const id : { 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU } ) hash.feed( rangesHash( id, {}, 4 ), 4 );
+  hash.feed( rangesHash( 0x8d, { 0x8d, 1 | 2ULL << 32 }, 8 ), 4 );  // a checked field's ranges are led by a word
+  hash.feed( 0, 1 ).feed( 1, 1 );
+  EXPECT_EQ( hash.result(), filter->hash() );
 
   auto const absent = Kiv::make<RuleFilter>();
   auto const empty = Kiv::make<RuleFilter>();

@@ -1,0 +1,110 @@
+#pragma once
+
+/// Policies in short notation:
+///
+///     prefixes( "10.0.0.0/8 !10.1.0.0/16" )        a list; "!" stands before what it leaves out
+///     ranges( "80 443-445" )                       80-80 and 443-445
+///     match( filter, "source 10.0.0.0/8; dport 80 443-445; established" )
+///     rule( acl, 10, "web", "dport 80 443" )       a rule of that name at that place; "" matches everything
+
+#include <cstdint>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Orvex/OrvexAclTypes.h"
+#include "Orvex/OrvexGenSetValues.h"
+
+namespace Orvex::Test {
+
+using NumberRange = std::pair<std::uint32_t, std::uint32_t>;
+
+inline Vell::IpGenPrefix prefix( std::string_view text ) { return Kiv::strepToValue<Vell::IpGenPrefix>( text ); }
+
+inline Kiv::Ptr<IpPrefixList> prefixes( std::string const& text ) {
+  auto const list = Kiv::make<IpPrefixList>();
+  std::istringstream words( text );
+  for ( std::string word; words >> word; ) {
+    if ( word[0] == '!' )
+      list->exceptAddrIs( prefix( word.substr( 1 ) ) );
+    else
+      list->addrIs( prefix( word ) );
+  }
+  return list;
+}
+
+inline std::set<NumberRange> ranges( std::string const& text ) {
+  std::set<NumberRange> all;
+  std::istringstream words( text );
+  for ( std::string word; words >> word; ) {
+    auto const dash = word.find( '-' );
+    auto const number = []( std::string const& digits ) { return static_cast<std::uint32_t>( std::stoul( digits ) ); };
+    all.emplace( number( word.substr( 0, dash ) ), number( word.substr( dash == word.npos ? 0 : dash + 1 ) ) );
+  }
+  return all;
+}
+
+/// The eight range fields alike.
+inline void addRange( RuleFilter& filter, RangeSetType field, NumberRange range ) {
+  auto const [first, last] = range;
+  switch ( field ) {
+    case RangeSetType::srcPort:
+      return filter.sportRangeIs( { first, last } );
+    case RangeSetType::dstPort:
+      return filter.dportRangeIs( { first, last } );
+    case RangeSetType::icmp:
+      return filter.icmpTypeIs( { first, last } );
+    case RangeSetType::proto:
+      return filter.protoIs( { first, last } );
+    case RangeSetType::length:
+      return filter.lengthIs( { first, last } );
+    case RangeSetType::fragment:
+      return filter.fragmentIs( { first, last } );
+    case RangeSetType::dscp:
+      return filter.dscpIs( { first, last } );
+    case RangeSetType::ttl:
+      return filter.ttlIs( { first, last } );
+    case RangeSetType::rangeSetMax:
+      throw std::logic_error( "not a field" );
+  }
+}
+
+/// "source", "destination", a range field with its values, "init", "established".
+inline void match( RuleFilter& filter, std::string const& text ) {
+  static constexpr std::string_view kRangeFields[] = { "sport",  "dport",    "icmp", "proto",
+                                                       "length", "fragment", "dscp", "ttl" };
+  std::istringstream conditions( text );
+  for ( std::string condition; std::getline( conditions >> std::ws, condition, ';' ); ) {
+    std::istringstream words( condition );
+    std::string field, values;
+    words >> field;
+    std::getline( words, values );
+    if ( field == "source" )
+      filter.sourceIs( prefixes( values ) );
+    else if ( field == "destination" )
+      filter.destinationIs( prefixes( values ) );
+    else if ( field == "init" )
+      filter.matchTcpInitIs( true );
+    else if ( field == "established" )
+      filter.matchTcpEstablishedIs( true );
+    else {
+      auto const* const known = std::find( std::begin( kRangeFields ), std::end( kRangeFields ), field );
+      if ( known == std::end( kRangeFields ) ) throw std::logic_error( "no field " + field );
+      for ( NumberRange const& range : ranges( values ) )
+        addRange( filter, static_cast<RangeSetType>( known - std::begin( kRangeFields ) ), range );
+    }
+  }
+}
+
+inline Kiv::Ptr<RuleConfig> rule( AclConfig& acl, std::uint32_t index, std::string const& name,
+                                  std::string const& text ) {
+  auto const made = acl.ruleByNameIs( name );
+  match( *made->ruleFilterIs(), text );
+  acl.ruleByIdIs( AceIndex( index ), made );
+  return made;
+}
+
+}  // namespace Orvex::Test
