@@ -26,13 +26,6 @@ void forEachRangeField( RuleFilter const& filter, Visit const& visit ) {
   visit( RangeSetType::ttl, filter.ttl() );
 }
 
-/// Calls `visit( acl, rule )` for every rule of every ACL.
-template <class Visit>
-void forEachRule( AclConfigColl const& policy, Visit const& visit ) {
-  for ( auto acl = policy.acl().begin(); acl; ++acl )
-    for ( auto rule = acl.value()->ruleByName().begin(); rule; ++rule ) visit( *acl.value(), *rule.value() );
-}
-
 std::vector<Vell::IpGenPrefix> listed( IpPrefixList::Prefixes const& prefixes ) {
   std::vector<Vell::IpGenPrefix> all;
   all.reserve( prefixes.size() );
@@ -386,17 +379,15 @@ std::string_view dumpHeading( RangeSetType type ) {
 /// Names each ACL and each rule in lines of their own, and has `dumpRule( filter )` write what follows the rule's.
 template <class DumpRule>
 void dumpRules( Kiv::TraceHelper& dump, AclConfigColl const& policy, DumpRule const& dumpRule ) {
-  AclConfig const* named = nullptr;
-  forEachRule( policy, [&]( AclConfig const& acl, RuleConfig const& rule ) {
-    if ( named != &acl ) {
-      named = &acl;
-      dump << "Acl Name " << acl.name();
-      dump.trace();
-    }
-    dump << "...Rule Name " << rule.name();
+  for ( auto acl = policy.acl().begin(); acl; ++acl ) {
+    dump << "Acl Name " << acl.key();
     dump.trace();
-    dumpRule( *rule.ruleFilter() );
-  } );
+    for ( auto rule = acl.value()->ruleByName().begin(); rule; ++rule ) {
+      dump << "...Rule Name " << rule.key();
+      dump.trace();
+      dumpRule( *rule.value()->ruleFilter() );
+    }
+  }
 }
 
 }  // namespace
