@@ -7,7 +7,9 @@
 ///     match( filter, "source 10.0.0.0/8; dport 80 443-445; established" )
 ///     rule( acl, 10, "web", "dport 80 443" )       a rule of that name at that place; "" matches everything
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -47,6 +49,10 @@ inline std::set<NumberRange> ranges( std::string const& text ) {
   return all;
 }
 
+/// The range fields in the notation, in the order of RangeSetType.
+inline constexpr std::string_view kRangeFields[] = { "sport",  "dport",    "icmp", "proto",
+                                                     "length", "fragment", "dscp", "ttl" };
+
 /// The eight range fields alike.
 inline void addRange( RuleFilter& filter, RangeSetType field, NumberRange range ) {
   auto const [first, last] = range;
@@ -72,10 +78,37 @@ inline void addRange( RuleFilter& filter, RangeSetType field, NumberRange range 
   }
 }
 
+inline std::set<NumberRange> rangesOf( RuleFilter const& filter, RangeSetType field ) {
+  auto const numbers = []( auto const& ranges ) {
+    std::set<NumberRange> all;
+    for ( auto const& range : ranges ) all.emplace( range.rangeStart(), range.rangeEnd() );
+    return all;
+  };
+  switch ( field ) {
+    case RangeSetType::srcPort:
+      return numbers( filter.sportRange() );
+    case RangeSetType::dstPort:
+      return numbers( filter.dportRange() );
+    case RangeSetType::icmp:
+      return numbers( filter.icmpType() );
+    case RangeSetType::proto:
+      return numbers( filter.proto() );
+    case RangeSetType::length:
+      return numbers( filter.length() );
+    case RangeSetType::fragment:
+      return numbers( filter.fragment() );
+    case RangeSetType::dscp:
+      return numbers( filter.dscp() );
+    case RangeSetType::ttl:
+      return numbers( filter.ttl() );
+    case RangeSetType::rangeSetMax:
+      break;
+  }
+  throw std::logic_error( "not a field" );
+}
+
 /// "source", "destination", a range field with its values, "init", "established".
 inline void match( RuleFilter& filter, std::string const& text ) {
-  static constexpr std::string_view kRangeFields[] = { "sport",  "dport",    "icmp", "proto",
-                                                       "length", "fragment", "dscp", "ttl" };
   std::istringstream conditions( text );
   for ( std::string condition; std::getline( conditions >> std::ws, condition, ';' ); ) {
     std::istringstream words( condition );
