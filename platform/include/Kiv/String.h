@@ -37,7 +37,9 @@ class String {
   String& operator+=( String const& tail );
 
   friend String operator+( String const& head, String const& tail );
-  friend bool operator==( String const& a, String const& b ) noexcept { return a.view() == b.view(); }
+  friend bool operator==( String const& a, String const& b ) noexcept {
+    return a.buffer_ == b.buffer_ || a.view() == b.view();
+  }
   friend std::strong_ordering operator<=>( String const& a, String const& b ) noexcept { return a.view() <=> b.view(); }
   friend std::ostream& operator<<( std::ostream& out, String const& text );
 
