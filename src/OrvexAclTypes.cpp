@@ -7,33 +7,7 @@ namespace Orvex {
 
 namespace {
 
-/// Numbers that keep the attributes of a filter apart in its hash.
-enum AttributeId : std::uint32_t {
-  sourceId = 0x82,
-  destinationId = 0x83,
-  sportRangeId = 0x84,
-  dportRangeId = 0x85,
-  icmpTypeId = 0x86,
-  protoId = 0x87,
-  lengthId = 0x8a,
-  fragmentId = 0x8b,
-  dscpId = 0x8c,
-  ttlId = 0x8d
-};
-
-/// In the set's iteration order. A range of a checked field is led by a word that stands for its type.
-template <class RangeType>
-std::uint32_t rangeSetHash( Kiv::HashSet2018<RangeType> const& ranges, AttributeId attribute ) {
-  ByteHash hash;
-  hash.feed( std::uint32_t{ attribute } );
-  for ( RangeType const& range : ranges ) {
-    if constexpr ( RangeType::kChecked ) hash.feed( std::uint64_t{ attribute } );
-    hash.feed( range.rangeStart() ).feed( range.rangeEnd() );
-  }
-  return hash.result();
-}
-
-void feedList( ByteHash& hash, AttributeId attribute, Kiv::Ptr<IpPrefixList> const& list ) {
+void feedList( ByteHash& hash, RuleFilterAttribute attribute, Kiv::Ptr<IpPrefixList> const& list ) {
   hash.feed( std::uint32_t{ attribute } );
   if ( list ) hash.feed( list->hash() );
 }
@@ -114,14 +88,14 @@ std::uint32_t RuleFilter::hash() const {
   ByteHash hash;
   feedList( hash, sourceId, source() );
   feedList( hash, destinationId, destination() );
-  return hash.feed( rangeSetHash( sportRange_, sportRangeId ) )
-      .feed( rangeSetHash( dportRange_, dportRangeId ) )
-      .feed( rangeSetHash( icmpType_, icmpTypeId ) )
-      .feed( rangeSetHash( proto_, protoId ) )
-      .feed( rangeSetHash( length_, lengthId ) )
-      .feed( rangeSetHash( fragment_, fragmentId ) )
-      .feed( rangeSetHash( dscp_, dscpId ) )
-      .feed( rangeSetHash( ttl_, ttlId ) )
+  return hash.feed( sportRange_.hash() )
+      .feed( dportRange_.hash() )
+      .feed( icmpType_.hash() )
+      .feed( proto_.hash() )
+      .feed( length_.hash() )
+      .feed( fragment_.hash() )
+      .feed( dscp_.hash() )
+      .feed( ttl_.hash() )
       .feed( std::uint8_t{ matchTcpInit_ } )
       .feed( std::uint8_t{ matchTcpEstablished_ } )
       .result();

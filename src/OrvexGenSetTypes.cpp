@@ -135,7 +135,7 @@ GenSetRefCount GenSetUsageInfo::refCountIs( GenSetKey key ) {
 }
 
 void GenSetUsageInfo::valueInc( GenSetKey key, std::uint32_t users ) {
-  refCountIs( key );
+  refCount_.insert( key, GenSetRefCount( key, 0 ) );
   refCount_.update( key, [users]( GenSetRefCount& count ) { count.valueInc( users ); } );
 }
 

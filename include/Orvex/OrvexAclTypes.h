@@ -7,8 +7,8 @@
 /// Written only by the client, between kicks; read by the aggregator in a kick. Nobody is told of changes: a kick looks at
 /// everything and finds by hashes what is new. So these entities have no reactors, and 100,000 rules cost what they hold.
 ///
-/// The hashes are fingerprints and no more. The prefix hash maps 10.0.0.0/8 and 11.0.0.0/9 to one number, and the order in
-/// which a set is walked enters the hash of its ranges. Whoever needs to know that two policies are equal compares them.
+/// The hashes are fingerprints and no more: the prefix hash maps 10.0.0.0/8 and 11.0.0.0/9 to one number. Whoever needs to
+/// know that two policies are equal compares them.
 
 #include <cstdint>
 
@@ -19,6 +19,7 @@
 #include "Kiv/String.h"
 #include "Orvex/OrvexAclValues.h"
 #include "Orvex/OrvexDedup.h"
+#include "Orvex/OrvexFieldRanges.h"
 #include "Orvex/OrvexSummedSet.h"
 #include "Vell/IpGenPrefix.h"
 
@@ -80,11 +81,12 @@ class IpPrefixList : public Dedupable {
 /// The hash of a prefix list, from the sums of its members' hashes.
 std::uint32_t prefixListHash( std::uint64_t prefixSum, std::uint64_t exceptSum ) noexcept;
 
-/// What a rule matches. An absent list and an empty set match anything.
+/// What a rule matches. An absent list and an empty set match anything. Ranges stand in ascending order, and are cheapest to
+/// add in that order (see OrvexFieldRanges.h).
 class RuleFilter : public Kiv::Entity {
  public:
   template <class RangeType>
-  using Ranges = Kiv::HashSet2018<RangeType>;
+  using Ranges = Kiv::SortedSet<RangeType>;
 
   /// The lists: made on first use, or given, to be shared with other rules.
   Kiv::Ptr<IpPrefixList> const& source() const { return source_; }
@@ -97,58 +99,58 @@ class RuleFilter : public Kiv::Entity {
   void destinationIs( Kiv::Ptr<IpPrefixList> const& list );
   void destinationDel() { destination_ = nullptr; }
 
-  Ranges<L4PortRange> const& sportRange() const { return sportRange_; }
+  Ranges<L4PortRange> const& sportRange() const { return sportRange_.ranges(); }
   void sportRangeIs( L4PortRange const& range ) { sportRange_.insert( range ); }
   void sportRangeDel( L4PortRange const& range ) { sportRange_.erase( range ); }
   void sportRangeDelAll() { sportRange_.clear(); }
-  bool sportRangeHas( L4PortRange const& range ) const { return sportRange_.has( range ); }
+  bool sportRangeHas( L4PortRange const& range ) const { return sportRange().has( range ); }
 
-  Ranges<L4PortRange> const& dportRange() const { return dportRange_; }
+  Ranges<L4PortRange> const& dportRange() const { return dportRange_.ranges(); }
   void dportRangeIs( L4PortRange const& range ) { dportRange_.insert( range ); }
   void dportRangeDel( L4PortRange const& range ) { dportRange_.erase( range ); }
   void dportRangeDelAll() { dportRange_.clear(); }
-  bool dportRangeHas( L4PortRange const& range ) const { return dportRange_.has( range ); }
+  bool dportRangeHas( L4PortRange const& range ) const { return dportRange().has( range ); }
 
-  Ranges<IcmpTypeRange> const& icmpType() const { return icmpType_; }
+  Ranges<IcmpTypeRange> const& icmpType() const { return icmpType_.ranges(); }
   void icmpTypeIs( IcmpTypeRange const& range ) { icmpType_.insert( range ); }
   void icmpTypeDel( IcmpTypeRange const& range ) { icmpType_.erase( range ); }
   void icmpTypeDelAll() { icmpType_.clear(); }
-  bool icmpTypeHas( IcmpTypeRange const& range ) const { return icmpType_.has( range ); }
+  bool icmpTypeHas( IcmpTypeRange const& range ) const { return icmpType().has( range ); }
 
-  Ranges<ProtoRange> const& proto() const { return proto_; }
+  Ranges<ProtoRange> const& proto() const { return proto_.ranges(); }
   void protoIs( ProtoRange const& range ) { proto_.insert( range ); }
   void protoDel( ProtoRange const& range ) { proto_.erase( range ); }
   void protoDelAll() { proto_.clear(); }
-  bool protoHas( ProtoRange const& range ) const { return proto_.has( range ); }
+  bool protoHas( ProtoRange const& range ) const { return proto().has( range ); }
 
   bool matchTcpInit() const { return matchTcpInit_; }
   void matchTcpInitIs( bool match ) { matchTcpInit_ = match; }
   bool matchTcpEstablished() const { return matchTcpEstablished_; }
   void matchTcpEstablishedIs( bool match ) { matchTcpEstablished_ = match; }
 
-  Ranges<LengthRange> const& length() const { return length_; }
+  Ranges<LengthRange> const& length() const { return length_.ranges(); }
   void lengthIs( LengthRange const& range ) { length_.insert( range ); }
   void lengthDel( LengthRange const& range ) { length_.erase( range ); }
   void lengthDelAll() { length_.clear(); }
-  bool lengthHas( LengthRange const& range ) const { return length_.has( range ); }
+  bool lengthHas( LengthRange const& range ) const { return length().has( range ); }
 
-  Ranges<FragmentRange> const& fragment() const { return fragment_; }
+  Ranges<FragmentRange> const& fragment() const { return fragment_.ranges(); }
   void fragmentIs( FragmentRange const& range ) { fragment_.insert( range ); }
   void fragmentDel( FragmentRange const& range ) { fragment_.erase( range ); }
   void fragmentDelAll() { fragment_.clear(); }
-  bool fragmentHas( FragmentRange const& range ) const { return fragment_.has( range ); }
+  bool fragmentHas( FragmentRange const& range ) const { return fragment().has( range ); }
 
-  Ranges<DscpRange> const& dscp() const { return dscp_; }
+  Ranges<DscpRange> const& dscp() const { return dscp_.ranges(); }
   void dscpIs( DscpRange const& range ) { dscp_.insert( range ); }
   void dscpDel( DscpRange const& range ) { dscp_.erase( range ); }
   void dscpDelAll() { dscp_.clear(); }
-  bool dscpHas( DscpRange const& range ) const { return dscp_.has( range ); }
+  bool dscpHas( DscpRange const& range ) const { return dscp().has( range ); }
 
-  Ranges<TtlRange> const& ttl() const { return ttl_; }
+  Ranges<TtlRange> const& ttl() const { return ttl_.ranges(); }
   void ttlIs( TtlRange const& range ) { ttl_.insert( range ); }
   void ttlDel( TtlRange const& range ) { ttl_.erase( range ); }
   void ttlDelAll() { ttl_.clear(); }
-  bool ttlHas( TtlRange const& range ) const { return ttl_.has( range ); }
+  bool ttlHas( TtlRange const& range ) const { return ttl().has( range ); }
 
   /// Takes over the other filter's content. This filter always has both lists afterwards: where the other has none, a
   /// present and empty one, which no rule may have in a kick; delete it or fill it before. A list that is shared, or that
@@ -160,14 +162,14 @@ class RuleFilter : public Kiv::Entity {
  private:
   Kiv::Ptr<IpPrefixList> source_;
   Kiv::Ptr<IpPrefixList> destination_;
-  Ranges<L4PortRange> sportRange_;
-  Ranges<L4PortRange> dportRange_;
-  Ranges<IcmpTypeRange> icmpType_;
-  Ranges<ProtoRange> proto_;
-  Ranges<LengthRange> length_;
-  Ranges<FragmentRange> fragment_;
-  Ranges<DscpRange> dscp_;
-  Ranges<TtlRange> ttl_;
+  FieldRanges<L4PortRange, sportRangeId> sportRange_;
+  FieldRanges<L4PortRange, dportRangeId> dportRange_;
+  FieldRanges<IcmpTypeRange, icmpTypeId> icmpType_;
+  FieldRanges<ProtoRange, protoId> proto_;
+  FieldRanges<LengthRange, lengthId> length_;
+  FieldRanges<FragmentRange, fragmentId> fragment_;
+  FieldRanges<DscpRange, dscpId> dscp_;
+  FieldRanges<TtlRange, ttlId> ttl_;
   bool matchTcpInit_ = false;
   bool matchTcpEstablished_ = false;
 };

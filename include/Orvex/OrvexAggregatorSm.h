@@ -120,7 +120,7 @@ class AggregatorSm : public StageSm {
   void buildRule( AclGenSetIpRuleList& list, RuleConfig const& rule );
   GenSetKey doBuildPrefixSet( PrefixXformKey prefixXformKey, Kiv::Ptr<IpPrefixList> const& prefixList );
   template <class RangeType>
-  GenSetKey buildRangeSet( RangeSetType setType, Kiv::HashSet2018<RangeType> const& ranges );
+  GenSetKey buildRangeSet( RangeSetType setType, RuleFilter::Ranges<RangeType> const& ranges );
   void doBuildAclGenSetRuleById();
   void doDeleteUnusedSets();
   void forget();

@@ -146,6 +146,39 @@ TEST( RuleFilter, HashFeedsEveryAttributeInItsPlace ) {
   EXPECT_NE( absent->hash(), empty->hash() );
 }
 
+TEST( RuleFilter, HashTakesRangesInAscendingOrderHoweverTheyCame ) {
+  for ( std::uint32_t seed = 1; seed <= 50; ++seed ) {
+    SCOPED_TRACE( testing::Message() << "seed " << seed );
+    std::mt19937 random( seed );
+    auto const filter = Kiv::make<RuleFilter>();
+    for ( std::uint32_t edits = seed % 10; edits != 0; --edits ) {
+      auto const first = static_cast<std::uint32_t>( random() % 8 );
+      switch ( random() % 8 ) {
+        case 0:
+          filter->dscpDelAll();
+          break;
+        case 1:
+          filter->dscpDel( { first, first } );
+          break;
+        default:
+          filter->dscpIs( { first, first } );
+          break;
+      }
+    }
+    auto const ascending = Kiv::make<RuleFilter>();
+    for ( DscpRange const& range : filter->dscp() ) ascending->dscpIs( range );
+    EXPECT_EQ( ascending->hash(), filter->hash() );
+    LiteralHash ranges, hash;
+    ranges.feed( 0x8c, 4 );
+    for ( DscpRange const& range : filter->dscp() )
+      ranges.feed( 0x8c, 8 ).feed( range.rangeStart(), 4 ).feed( range.rangeEnd(), 4 );
+    hash.feed( 0x82, 4 ).feed( 0x83, 4 );
+    for ( std::uint32_t const id : { 0x84U, 0x85U, 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU, 0x8dU } )
+      hash.feed( ( id == 0x8c ? ranges : LiteralHash().feed( id, 4 ) ).result(), 4 );
+    EXPECT_EQ( hash.feed( 0, 2 ).result(), filter->hash() );
+  }
+}
+
 TEST( RuleFilter, CopyTakesEverythingAndPlantsListsThatAreAbsent ) {
   auto const from = Kiv::make<RuleFilter>();
   from->destinationIs()->exceptAddrIs( prefix( "2001:db8::/32" ) );
