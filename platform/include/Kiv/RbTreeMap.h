@@ -67,21 +67,19 @@ class RbTreeMap {
 
   /// Stores the value; true when that changed anything: a new key, or a value that differed.
   bool set( Key const& key, Value value ) {
-    auto const [at, added] = members_.try_emplace( key, std::move( value ) );
-    if ( added ) {
-      ++changes_;
-    } else {
-      if ( at->second == value ) return false;
-      std::swap( at->second, value );
-    }
+    std::size_t const oldSize = size();
+    auto const at = emplace( key, std::move( value ) );
+    if ( size() != oldSize ) return true;
+    if ( at->second == value ) return false;
+    std::swap( at->second, value );
     return true;
   }
 
   /// Adds a member, when there is none with that key; true when it was added.
   bool insert( Key const& key, Value value ) {
-    bool const added = members_.try_emplace( key, std::move( value ) ).second;
-    if ( added ) ++changes_;
-    return added;
+    std::size_t const oldSize = size();
+    emplace( key, std::move( value ) );
+    return size() != oldSize;
   }
   bool insert( Key const& key ) requires std::is_same_v<Value, None> { return insert( key, None() ); }
 
@@ -118,6 +116,15 @@ class RbTreeMap {
 
  private:
   using Members = std::map<Key, Value>;
+
+  /// The member, added when there is none; otherwise `value` stays as it is. Members mostly come in ascending order: then
+  /// none is compared but the last.
+  typename Members::iterator emplace( Key const& key, Value&& value ) {
+    std::size_t const oldSize = size();
+    auto const at = members_.try_emplace( members_.end(), key, std::move( value ) );
+    if ( size() != oldSize ) ++changes_;
+    return at;
+  }
 
   Members members_;
   std::uint64_t changes_ = 0;
