@@ -354,15 +354,32 @@ GenSetKey AggregatorSm::buildRangeSet( RangeSetType setType, RuleFilter::Ranges<
 
 void AggregatorSm::doBuildAclGenSetRuleById() {
   traceHandle.trace( 8, tracePrefix_, "doBuildAclGenSetRuleById" );
-  for ( auto acl = policy().acl().begin(); acl; ++acl ) {
-    auto const list = aggStatus()->aclGenSetIpRuleListIs( acl.key() );
-    for ( auto entry = acl.value()->ruleById().begin(); entry; ++entry ) {
-      auto const rule = entry.value();
-      if ( auto const record = rule ? list->genSetIpRule().find( rule->name() ) : nullptr )
-        list->genSetIpRuleByIdIs( entry.key(), record );
+  for ( auto acl = policy().acl().begin(); acl; ++acl )
+    orderRules( *acl.value(), *aggStatus()->aclGenSetIpRuleListIs( acl.key() ) );
+}
+
+/// A few rules at a time, for the reason given at forEachRule(); here that halves the time.
+void AggregatorSm::orderRules( AclConfig const& acl, AclGenSetIpRuleList& list ) {
+  struct Placed {
+    AceIndex index;
+    Kiv::Ptr<RuleConfig> rule;
+    Kiv::Ptr<GenSetIpRule> record;
+  };
+  std::array<Placed, kRulesAhead> few;
+  for ( auto at = acl.ruleById().begin(); at; ) {
+    std::size_t count = 0;
+    for ( ; at && count != few.size(); ++at ) few[count++] = { at.key(), at.value(), nullptr };
+    auto const rules = std::span( few ).first( count );
+    for ( Placed const& each : rules )
+      if ( each.rule ) __builtin_prefetch( each.rule->name().c_str() );
+    for ( Placed& each : rules )
+      if ( each.rule ) each.record = list.genSetIpRule().find( each.rule->name() );
+    for ( Placed const& each : rules ) {
+      if ( each.record )
+        list.genSetIpRuleByIdIs( each.index, each.record );
       else
-        traceHandle.trace( 0, tracePrefix_, "doBuildAclGenSetRuleById: ACL ", acl.key(), ", rule ",
-                           rule ? rule->name() : Kiv::String(), " at index ", entry.key().value(),
+        traceHandle.trace( 0, tracePrefix_, "doBuildAclGenSetRuleById: ACL ", acl.name(), ", rule ",
+                           each.rule ? each.rule->name() : Kiv::String(), " at index ", each.index.value(),
                            ": the rule has been deleted, and is left out" );
     }
   }

@@ -122,6 +122,7 @@ class AggregatorSm : public StageSm {
   template <class RangeType>
   GenSetKey buildRangeSet( RangeSetType setType, RuleFilter::Ranges<RangeType> const& ranges );
   void doBuildAclGenSetRuleById();
+  void orderRules( AclConfig const& acl, AclGenSetIpRuleList& list );
   void doDeleteUnusedSets();
   void forget();
 
