@@ -50,17 +50,17 @@ class Collector : public DedupMarkAndSweeper {
 
 TEST( Deduper, KeepsUnequalObjectsOfOneHashInOneListAndReturnsTheFirstOfEachContent ) {
   auto const deduper = Kiv::make<Deduper>();
-  auto const two = Kiv::make<Thing>( 2, 1 ), six = Kiv::make<Thing>( 6, 2 ), three = Kiv::make<Thing>( 3, 3 );
+  auto const two = Kiv::make<Thing>( 2, 1U ), six = Kiv::make<Thing>( 6, 2U ), three = Kiv::make<Thing>( 3, 3U );
   for ( auto const& thing : { two, six, three } ) EXPECT_EQ( thing, deduper->addObj( thing ) );
-  EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 4 ) ) );
+  EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 4U ) ) );
   EXPECT_EQ( 2U, deduper->dedupedHash().size() );
   auto const list = deduper->dedupedHash().find( 2 );
   ASSERT_EQ( 2U, list->dedupedObj().size() );
   EXPECT_EQ( two, list->dedupedObj()[0].object );
   list->dedupedObjDel( two );
-  EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 5 ) ) );
+  EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 5U ) ) );
   deduper->clear();
-  auto const newcomer = Kiv::make<Thing>( 6, 6 );
+  auto const newcomer = Kiv::make<Thing>( 6, 6U );
   EXPECT_EQ( newcomer, deduper->addObj( newcomer ) );
 }
 
@@ -195,7 +195,7 @@ TEST_F( PrefixListDedupTest, WithoutAListHashes0AndEqualsItsLike ) {
 using DedupDeathTest = PrefixListDedupTest;
 
 TEST_F( DedupDeathTest, AnObjectOfTheWrongClassIsFatal ) {
-  auto const thing = Kiv::make<Thing>( 1, 1 );
+  auto const thing = Kiv::make<Thing>( 1, 1U );
   auto const ranges = Kiv::make<RangeDedupMarkAndSweeper>(
       RangeSetType::dscp, Kiv::make<RangeSplitAggregatorInfo>( RangeSetType::dscp ), Brae::ChipId( 1 ) );
   EXPECT_DEATH( collector->getGenSetKey( thing ), "fatal check failed: prefixListDedup" );
