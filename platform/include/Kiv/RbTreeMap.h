@@ -68,7 +68,7 @@ class RbTreeMap {
   /// Stores the value; true when that changed anything: a new key, or a value that differed.
   bool set( Key const& key, Value value ) {
     std::size_t const oldSize = size();
-    auto const at = emplace( key, std::move( value ) );
+    auto const at = emplace( key, value );
     if ( size() != oldSize ) return true;
     if ( at->second == value ) return false;
     std::swap( at->second, value );
@@ -78,7 +78,7 @@ class RbTreeMap {
   /// Adds a member, when there is none with that key; true when it was added.
   bool insert( Key const& key, Value value ) {
     std::size_t const oldSize = size();
-    emplace( key, std::move( value ) );
+    emplace( key, value );
     return size() != oldSize;
   }
   bool insert( Key const& key ) requires std::is_same_v<Value, None> { return insert( key, None() ); }
@@ -117,9 +117,9 @@ class RbTreeMap {
  private:
   using Members = std::map<Key, Value>;
 
-  /// The member, added when there is none; otherwise `value` stays as it is. Members mostly come in ascending order: then
-  /// none is compared but the last.
-  typename Members::iterator emplace( Key const& key, Value&& value ) {
+  /// The member, which takes `value` over when it is new. Members mostly come in ascending order: then none is compared
+  /// but the last.
+  typename Members::iterator emplace( Key const& key, Value& value ) {
     std::size_t const oldSize = size();
     auto const at = members_.try_emplace( members_.end(), key, std::move( value ) );
     if ( size() != oldSize ) ++changes_;
@@ -167,7 +167,7 @@ class RbTreeMap<KeyType, MappedType>::Iterator {
   Position member() const {
     KIV_CHECK( key_.has_value() );
     if ( changes_ == map_->changes_ ) return at_;
-    Position const at = map_->members_.find( *key_ );
+    auto const at = map_->members_.find( *key_ );
     KIV_CHECK( at != map_->members_.end() );
     return at;
   }
