@@ -54,11 +54,12 @@ TEST( Deduper, KeepsUnequalObjectsOfOneHashInOneListAndReturnsTheFirstOfEachCont
   for ( auto const& thing : { two, six, three } ) EXPECT_EQ( thing, deduper->addObj( thing ) );
   EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 4U ) ) );
   EXPECT_EQ( 2U, deduper->dedupedHash().size() );
-  auto const list = deduper->dedupedHash().find( 2 );
+  auto list = deduper->dedupedHash().find( 2 );
   ASSERT_EQ( 2U, list->dedupedObj().size() );
   EXPECT_EQ( two, list->dedupedObj()[0].object );
   list->dedupedObjDel( two );
-  EXPECT_EQ( six, deduper->addObj( Kiv::make<Thing>( 6, 5U ) ) );
+  EXPECT_EQ( nullptr, list->find( two ) );
+  EXPECT_EQ( six, list->find( Kiv::make<Thing>( 6, 5U ) ) );
   deduper->clear();
   auto const newcomer = Kiv::make<Thing>( 6, 6U );
   EXPECT_EQ( newcomer, deduper->addObj( newcomer ) );

@@ -47,9 +47,11 @@ struct ComboLabelSets {
              PlainLabel( static_cast<std::uint32_t>( random() % 3 ) ) };
   }
   static void add( Set& set, Member const& member ) { set.comboLabelIs( member ); }
-  static void addAll( Set& set, std::vector<Member> members ) { set.comboLabelIs( std::move( members ) ); }
+  static void addAll( Set& set, std::vector<Member> const& members ) {
+    for ( Member const& member : members ) set.comboLabelIs( member );
+  }
   static void del( Set& set, Member const& member ) { set.comboLabelDel( member ); }
-  static auto const& members( Set const& set ) { return set.comboLabel(); }
+  static auto members( Set const& set ) { return set.comboLabel(); }
 };
 
 struct KeyGroups {
@@ -63,7 +65,7 @@ struct KeyGroups {
     set.addToKeyGroup( *Kiv::make<Set>( std::move( members ) ) );
   }
   static void del( Set& set, Member member ) { set.removeFromKeyGroup( *Kiv::make<Set>( std::vector{ member } ) ); }
-  static auto const& members( Set const& set ) { return set.keyGroup(); }
+  static auto members( Set const& set ) { return set.keyGroup(); }
 };
 
 template <class Kind>
