@@ -7,7 +7,8 @@
 ///
 /// For sets that are made once, copied, compared and walked often. Made of many members at once it costs one sort; whole
 /// sets unite and subtract in one pass. A single insertion at the end is constant; elsewhere, like a single deletion, it
-/// moves the members behind it: 100,000 members that come one by one in random order take half a second.
+/// moves the members behind it: 100,000 members of eight bytes that come one by one in random order take 0.35 seconds, and
+/// 5 ms when they come at once.
 ///
 /// Unlike those of the keyed collections, iterators do not survive changes.
 
