@@ -12,7 +12,7 @@ namespace {
 
 using Test::checkedGroups;
 using Test::ComboStage;
-using Test::prefixes;
+using Test::prefixesIn;
 using Test::Sets;
 using Test::TraceLines;
 using testing::ElementsAre;
@@ -293,7 +293,7 @@ TEST( ComboLabelResolverSm, ASetWithoutLabelsIsAFailureUnlessItIsEmpty ) {
   networks.rule( "c", 2, 1 );
   auto const setIs = [&]( bool src, std::string const& content ) {
     auto const info = networks.aggregator->prefixInfoIs( PrefixXformKey( AddressFamily::ipv4, src ) );
-    info->prefixSetCollIs( GenSetKey( 2 ) )->prefixIs( prefixes( content ).own );
+    info->prefixSetCollIs( GenSetKey( 2 ) )->prefixIs( prefixesIn( content ).own );
   };
   setIs( true, "" );
   setIs( false, "" );

@@ -31,7 +31,7 @@ struct Prefixes {
 };
 
 /// "10.0.0.0/8 !10.1.0.0/16": an excepted prefix stands behind a '!'.
-inline Prefixes prefixes( std::string const& text ) {
+inline Prefixes prefixesIn( std::string const& text ) {
   Prefixes result;
   for ( std::string const& word : split( text, ' ' ) )
     if ( word[0] == '!' )
@@ -42,7 +42,7 @@ inline Prefixes prefixes( std::string const& text ) {
 }
 
 /// "10-20 30"
-inline std::vector<RangeSetElem> ranges( std::string const& text ) {
+inline std::vector<RangeSetElem> rangesIn( std::string const& text ) {
   std::vector<RangeSetElem> result;
   for ( std::string const& word : split( text, ' ' ) ) {
     auto const ends = split( word, '-' );
@@ -81,7 +81,7 @@ struct PrefixStage : Stage<PrefixXformConfig, PrefixXformStatus, OrvexPrefixXfor
     set->prefixIs( content.own );
     set->exceptPrefixIs( content.excepted );
   }
-  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, prefixes( content ) ); }
+  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, prefixesIn( content ) ); }
   void remove( std::uint64_t setKey ) const { info->prefixSetCollDel( GenSetKey( setKey ) ); }
   auto const& pieces() const { return status->prefixToLabelMap(); }
 
@@ -101,7 +101,7 @@ struct RangeStage : Stage<RangeSplitConfig, RangeSplitStatus, RangeSplitSm> {
   void add( std::uint64_t setKey, std::vector<RangeSetElem> const& content ) const {
     info->rangeSetCollIs( GenSetKey( setKey ), kType )->rangeIs( content );
   }
-  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, ranges( content ) ); }
+  void add( std::uint64_t setKey, std::string const& content ) const { add( setKey, rangesIn( content ) ); }
   void remove( std::uint64_t setKey ) const { info->rangeSetCollDel( GenSetKey( setKey ) ); }
   auto const& pieces() const { return status->rangeToPlainLabelMap(); }
 

@@ -12,8 +12,8 @@ namespace Orvex {
 namespace {
 
 using Test::piecesText;
-using Test::prefixes;
-using Test::ranges;
+using Test::prefixesIn;
+using Test::rangesIn;
 using Vell::AddressFamily;
 
 constexpr Brae::ChipId kChip( 1 );
@@ -187,8 +187,8 @@ class EditedPolicy {
   /// Never leaves a list empty.
   void editList( IpPrefixList& list, std::size_t family ) {
     static auto const kPrefixes = std::array{
-        prefixes( "0.0.0.0/0 10.0.0.0/8 10.1.0.0/16 10.1.2.0/24 10.1.2.3/32 11.0.0.0/8 255.255.255.255/32" ).own,
-        prefixes( "::/0 ::/128 2001:db8::/32 2001:db8:1::/48 2001:db8:1::1/128 ffff::/16" ).own };
+        prefixesIn( "0.0.0.0/0 10.0.0.0/8 10.1.0.0/16 10.1.2.0/24 10.1.2.3/32 11.0.0.0/8 255.255.255.255/32" ).own,
+        prefixesIn( "::/0 ::/128 2001:db8::/32 2001:db8:1::/48 2001:db8:1::1/128 ffff::/16" ).own };
     auto const any = [&] { return kPrefixes[family][random_() % kPrefixes[family].size()]; };
     list.addrDel( any() );
     list.exceptAddrDel( any() );
@@ -198,7 +198,7 @@ class EditedPolicy {
     static constexpr std::array kPorts = { "",       "0-65535", "80",      "80-90 443",
                                            "85-100", "65535",   "0 65535", "1-79 81-90" };
     std::vector<L4PortRange> result;
-    for ( RangeSetElem const& range : ranges( kPorts[random_() % kPorts.size()] ) )
+    for ( RangeSetElem const& range : rangesIn( kPorts[random_() % kPorts.size()] ) )
       result.emplace_back( range.first(), range.last() );
     return result;
   }
