@@ -46,7 +46,7 @@ void encode( benchmark::State& state ) {
   std::size_t entries = 0;
   for ( auto step : state ) {
     auto const config = Kiv::make<EncoderConfig>( xform );
-    auto const status = Kiv::make<PrefixEncoderStatus>( kKey, Kiv::make<PrefixXformLoaderInfo>() );
+    auto const status = Kiv::make<PrefixEncoderStatus>( kKey, Kiv::make<PrefixXformLoaderInfo>( kKey ) );
     auto const encoder =
         Kiv::make<PrefixLabelEncoderSm>( Brae::ChipId( 0 ), config, status, usage, capability, kKey, xform );
     encoder->hasNotificationActiveIs( true );

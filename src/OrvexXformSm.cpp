@@ -1,6 +1,6 @@
 #include "Orvex/OrvexXformSm.h"
 
-#include <algorithm>
+#include <numeric>
 #include <span>
 
 #include "Kiv/Trace.h"
@@ -37,14 +37,13 @@ LabelsByClass labelsByClass( std::vector<GenSetKeyGroupDeduper::LabelledGroup> c
   for ( auto const& labelled : groups ) {
     Kiv::fatalUnless( keyGroupOf( labelled ).classes() == result.classes,
                       "the groups of a computation are made of the same classes" );
-    for ( auto const classId : keyGroupOf( labelled ).classIds() ) ++result.first[classId];
+    for ( auto const classId : keyGroupOf( labelled ).classIds() ) ++result.first[classId + 1];
   }
-  std::uint32_t total = 0;
-  for ( std::uint32_t& first : result.first ) first = total += first;  // where each class ends
-  result.all.resize( total );
-  for ( auto labelled = groups.rbegin(); labelled != groups.rend(); ++labelled )
-    for ( auto const classId : keyGroupOf( *labelled ).classIds() )
-      result.all[--result.first[classId]] = labelled->label;
+  std::partial_sum( result.first.begin(), result.first.end(), result.first.begin() );
+  result.all.resize( result.first.back() );
+  std::vector<std::uint32_t> next = result.first;
+  for ( auto const& labelled : groups )
+    for ( auto const classId : keyGroupOf( labelled ).classIds() ) result.all[next[classId]++] = labelled.label;
   return result;
 }
 

@@ -17,6 +17,10 @@
 /// combination sets are then forgotten, and the next kick forms them again. A set with nothing but excepted prefixes matches
 /// nothing, and so do its combinations: they are empty.
 ///
+/// The skip looks at this kick's transforms only. When a kick has relabelled a side and then failed ahead of the resolver, the
+/// next unchanged kick skips both transforms and this stage, and combinations of the old labels stay. A pipeline that sees
+/// one policy and one kick never gets there.
+///
 /// Invariants after a kick that did not fail: (1) comboLabelSetColl holds the distinct sets that rules use, each under the key
 /// that it had before; (2) every pair of keys that a rule uses is in srcDstToComboMap; (3) genSetUsageInfo counts the rules.
 /// Cost: a hash of every pair of labels, once for each distinct pair of lists.

@@ -98,7 +98,7 @@ class EncodedLabelAllocator : public Kiv::Entity {
   /// A set in the order of the cost model, with the number of labels that no earlier set has.
   struct Need {
     GenSetKey key;
-    std::uint32_t labels;
+    std::uint32_t labels = 0;
   };
 
   std::vector<Need> countLabels( GenSetCostModel const& costModel ) const;

@@ -32,7 +32,7 @@ class GenSetKeyClasses : public Kiv::Entity {
   using ClassId = std::uint32_t;
 
   struct Member {
-    ClassId classId;
+    ClassId classId = 0;
     GenSetKey key;
   };
 

@@ -17,7 +17,8 @@
 /// Pieces are numbered in pre-order of the trie, so that nested sets own neighbouring labels.
 ///
 /// Invariants: those of OrvexXformSm.h, and (5) an address that some set contains, or excepts, has a piece.
-/// Cost: O(n log n) in prefixes, and the groups that differ from their parent's, counted in classes.
+/// Cost: O(n log n) in prefixes, and the groups that differ from their parent's, counted in classes: 10,000 different lists
+/// that all hold the default route and a hole of their own make 10,000 groups of as many classes.
 ///
 /// Reads PrefixAggregatorInfo, writes PrefixXformStatus.
 

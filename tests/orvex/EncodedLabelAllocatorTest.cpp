@@ -44,7 +44,8 @@ Allocation allocated( std::uint32_t width, std::uint32_t reserved, Family const&
     if ( used.users != 0 ) usage->valueInc( GenSetKey( key ), used.users );
   }
   auto const config = Kiv::make<EncoderConfig>( xform );
-  auto const encoderStatus = Kiv::make<RangeEncoderStatus>( RangeSetType::dstPort, Kiv::make<RangeSplitLoaderInfo>() );
+  auto const encoderStatus =
+      Kiv::make<RangeEncoderStatus>( RangeSetType::dstPort, Kiv::make<RangeSplitLoaderInfo>( RangeSetType::dstPort ) );
   auto const status = encodedLabelAllocStatusFactory();
   encodedLabelAllocatorFactory( width, EncodedLabel( static_cast<std::uint16_t>( reserved ) ), config,
                                 refCntCostModelFactory( config, usage ), encoderStatus, status );

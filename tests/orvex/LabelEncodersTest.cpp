@@ -21,7 +21,7 @@ struct PrefixEncoder : Test::Stage<EncoderConfig, PrefixEncoderStatus, PrefixLab
   explicit PrefixEncoder( PrefixStage const& xform ) {
     capability = xform.capability;
     config = Kiv::make<EncoderConfig>( xform.status );
-    status = Kiv::make<PrefixEncoderStatus>( xform.key, Kiv::make<PrefixXformLoaderInfo>() );
+    status = Kiv::make<PrefixEncoderStatus>( xform.key, Kiv::make<PrefixXformLoaderInfo>( xform.key ) );
     machine = Kiv::make<PrefixLabelEncoderSm>( Brae::ChipId( 1 ), config, status, usage, capability, xform.key,
                                                xform.status );
   }
@@ -34,7 +34,7 @@ struct RangeEncoder : Test::Stage<EncoderConfig, RangeEncoderStatus, RangeEncode
   explicit RangeEncoder( RangeStage const& split, RangeSetType type = RangeStage::kType ) {
     capability = split.capability;
     config = Kiv::make<EncoderConfig>( split.status );
-    status = Kiv::make<RangeEncoderStatus>( type, Kiv::make<RangeSplitLoaderInfo>() );
+    status = Kiv::make<RangeEncoderStatus>( type, Kiv::make<RangeSplitLoaderInfo>( type ) );
     machine = Kiv::make<RangeEncoderSm>( Brae::ChipId( 1 ), config, status, usage, capability, type, split.status,
                                          split.info );
   }
@@ -258,7 +258,8 @@ struct ComboEncoder : Test::Stage<EncoderConfig, ComboLabelEncoderStatus, ComboL
                 Kiv::Ptr<EncoderStatus const> const& dst ) {
     capability = split.capability;
     config = Kiv::make<EncoderConfig>( split.status );
-    status = Kiv::make<ComboLabelEncoderStatus>( ComboStage::kType, Kiv::make<ComboLabelLoaderInfo>() );
+    status =
+        Kiv::make<ComboLabelEncoderStatus>( ComboStage::kType, Kiv::make<ComboLabelLoaderInfo>( ComboStage::kType ) );
     machine = Kiv::make<ComboLabelEncoderSm>( Brae::ChipId( 1 ), config, status, usage, capability, ComboStage::kType,
                                               split.status, src, dst );
   }

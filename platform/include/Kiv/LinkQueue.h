@@ -52,7 +52,11 @@ class LinkQueue {
   LinkQueue() noexcept = default;
   LinkQueue( LinkQueue const& other ) : table_( other.table_ ) {}
   LinkQueue( LinkQueue&& other ) noexcept { *this = std::move( other ); }
-  LinkQueue& operator=( LinkQueue const& other ) { return *this = LinkQueue( other ); }
+  LinkQueue& operator=( LinkQueue const& other ) {
+    LinkQueue copied( other );
+    *this = std::move( copied );
+    return *this;
+  }
   LinkQueue& operator=( LinkQueue&& other ) noexcept {
     Table const old = std::exchange( table_, std::exchange( other.table_, Table() ) );
     ++moves_;
@@ -80,7 +84,7 @@ class LinkQueue {
       if ( !empty() ) throw Exception( kLinkQueueIndexSpaceFull );
       next = 0;
     }
-    Index const index = static_cast<Index>( next );
+    auto const index = static_cast<Index>( next );
     table_.entries.push_back( { index, std::move( value ) } );
     table_.nextIndex = next + 1;
     ++table_.size;
