@@ -192,6 +192,22 @@ void anyToAny( benchmark::State& state ) {
 }
 BENCHMARK( anyToAny )->ArgName( "own" )->Arg( 0 )->Arg( 1 )->Unit( benchmark::kMillisecond );
 
+/// From the policy on: with lists of their own, rules also cost the aggregator a set each.
+void anyToAnyAggregated( benchmark::State& state ) {
+  auto const policy = Bench::anyToAny( state.range( 0 ) != 0 ? Bench::AnyLists::own : Bench::AnyLists::shared );
+  std::size_t most = 0;
+  for ( auto step : state ) {
+    std::size_t const before = Bench::liveBytes();
+    Bench::peakBytesReset();
+    Aggregated const aggregated( policy );
+    auto const [src, dst] = bothSides( AddressFamily::ipv4 )( aggregated );
+    if ( !aggregated.success || !src.kick() || !dst.kick() ) state.SkipWithError( "a stage failed" );
+    most = Bench::peakBytes() - before;
+  }
+  state.counters["peakMB"] = static_cast<double>( most ) / 1e6;
+}
+BENCHMARK( anyToAnyAggregated )->ArgName( "own" )->Arg( 0 )->Arg( 1 )->Unit( benchmark::kMillisecond );
+
 /// Resolver and split alone: the prefix transforms are kicked while the policy is made ready.
 void labelGrid( benchmark::State& state ) {
   timeXforms( state, Bench::labelGrid(), []( Aggregated const& aggregated ) {
