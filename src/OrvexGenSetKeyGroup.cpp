@@ -30,8 +30,8 @@ GenSetKeyClasses::GenSetKeyClasses( std::vector<Member> members ) {
 // GenSetKeyGroup
 
 GenSetKeyGroup::GenSetKeyGroup( Kiv::Ptr<GenSetKeyClasses const> const& classes, std::span<ClassId const> classIds,
-                                std::uint64_t hashSum )
-    : classes_( classes ), classIds_( classIds.begin(), classIds.end() ), classHashSum_( hashSum ) {}
+                                std::uint64_t hashSum, std::uint32_t number )
+    : classes_( classes ), classIds_( classIds.begin(), classIds.end() ), classHashSum_( hashSum ), number_( number ) {}
 
 GenSetKeyGroup::Keys GenSetKeyGroup::keyGroup() const {
   if ( !classes_ ) return keys_.members();
@@ -49,6 +49,7 @@ void GenSetKeyGroup::expand() {
   keys_ = SummedSet<Keys>( std::vector<GenSetKey>( keys.begin(), keys.end() ) );
   classes_ = nullptr;
   classIds_.clear();
+  number_ = kNotInterned;
 }
 
 void GenSetKeyGroup::keyGroupIs( GenSetKey key ) {
@@ -64,6 +65,7 @@ void GenSetKeyGroup::keyGroupDel( GenSetKey key ) {
 void GenSetKeyGroup::keyGroupDelAll() {
   classes_ = nullptr;
   classIds_.clear();
+  number_ = kNotInterned;
   keys_ = {};
 }
 
@@ -115,8 +117,9 @@ Kiv::Ptr<GenSetKeyGroup> GenSetKeyGroupInterner::group( std::span<ClassId const>
     auto const& known = entries_[at].group->classIds();
     if ( std::equal( known.begin(), known.end(), classIds.begin(), classIds.end() ) ) return entries_[at].group;
   }
-  firstOfSum_.set( hashSum, static_cast<std::uint32_t>( entries_.size() ) );
-  entries_.push_back( { Kiv::make<GenSetKeyGroup>( classes_, classIds, hashSum ), first.value_or( kNone ) } );
+  auto const number = static_cast<std::uint32_t>( entries_.size() );
+  firstOfSum_.set( hashSum, number );
+  entries_.push_back( { Kiv::make<GenSetKeyGroup>( classes_, classIds, hashSum, number ), first.value_or( kNone ) } );
   return entries_.back().group;
 }
 

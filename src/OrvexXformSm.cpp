@@ -1,5 +1,6 @@
 #include "Orvex/OrvexXformSm.h"
 
+#include <algorithm>
 #include <numeric>
 #include <span>
 
@@ -52,16 +53,33 @@ LabelsByClass labelsByClass( std::vector<GenSetKeyGroupDeduper::LabelledGroup> c
 // GenSetKeyGroupDeduper
 
 PlainLabel GenSetKeyGroupDeduper::addGroup( Kiv::Ptr<GenSetKeyGroup const> const& group ) {
+  std::uint32_t const number = group->number();
+  if ( !classes_ && number != GenSetKeyGroup::kNotInterned && labelOfGroup_.empty() ) classes_ = group->classes();
+  if ( classes_ && number != GenSetKeyGroup::kNotInterned && group->classes() == classes_ ) {
+    if ( labelOfNumber_.size() <= number )
+      labelOfNumber_.resize( std::max<std::size_t>( number + 1, 2 * labelOfNumber_.size() ) );
+    PlainLabel& label = labelOfNumber_[number];
+    if ( label == PlainLabel() ) label = newLabel( group );
+    return label;
+  }
+  Kiv::fatalUnless( !classes_, "the groups of a computation are made of the same classes" );
   auto const canonical = addObj( group );
   if ( auto const label = labelOfGroup_.find( DedupableIdentity{ canonical.get() } ) ) return *label;
-  PlainLabel const label( plainLabelInc( 1 ) );
+  PlainLabel const label = newLabel( canonical );
   labelOfGroup_.set( DedupableIdentity{ canonical.get() }, label );
-  dedupedGenSetKeyGroup_.push_back( { canonical, label } );
+  return label;
+}
+
+PlainLabel GenSetKeyGroupDeduper::newLabel( Kiv::Ptr<Dedupable const> const& group ) {
+  PlainLabel const label( plainLabelInc( 1 ) );
+  dedupedGenSetKeyGroup_.push_back( { group, label } );
   return label;
 }
 
 void GenSetKeyGroupDeduper::clear() {
   plainLabel_ = 0;
+  classes_ = nullptr;
+  labelOfNumber_.clear();
   labelOfGroup_.clear();
   dedupedGenSetKeyGroup_.clear();
   Deduper::clear();
@@ -74,19 +92,15 @@ Kiv::Ptr<GenSetKeyClasses const> singletonClassesOf( GenSetKeyGroup const& keys 
   return Kiv::make<GenSetKeyClasses>( std::move( members ) );
 }
 
-void GenSetKeyGroupDeduper::reserve( std::size_t groups ) {
-  dedupedHashReserve( groups );
-  labelOfGroup_.reserve( groups );
-  dedupedGenSetKeyGroup_.reserve( groups );
-}
-
 std::vector<std::uint32_t> firstEqualOf( std::vector<GenSet const*> const& sets ) {
   constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
+  constexpr std::size_t kAhead = 8;  // sets lie apart, and the processor can fetch several at a time
   std::vector<std::uint32_t> firstEqual( sets.size() );
   Kiv::HashMap2018<std::uint32_t, std::uint32_t> lastOfHash;  // the last first one with a hash
   lastOfHash.reserve( sets.size() );
   std::vector<std::uint32_t> previous( sets.size(), kNone );  // the first one before it with the same hash
   for ( std::uint32_t at = 0; at != sets.size(); ++at ) {
+    if ( at + kAhead < sets.size() ) __builtin_prefetch( sets[at + kAhead] );
     std::uint32_t const hash = sets[at]->hash();
     firstEqual[at] = at;
     if ( lastOfHash.insert( hash, at ) ) continue;

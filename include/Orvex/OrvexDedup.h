@@ -80,8 +80,6 @@ class Deduper : public Kiv::Entity {
   void dedupedHashIs( std::uint32_t hashValue ) { dedupedHash_.insert( hashValue, DedupableList( hashValue ) ); }
   void dedupedHashDel( std::uint32_t hashValue ) { dedupedHash_.erase( hashValue ); }
   void dedupedHashDelAll() { dedupedHash_.clear(); }
-  /// Makes room for so many hashes.
-  void dedupedHashReserve( std::size_t size ) { dedupedHash_.reserve( size ); }
 
   virtual void clear() { dedupedHashDelAll(); }
 

@@ -59,13 +59,14 @@ class GenSetKeyGroup final : public Dedupable {
  public:
   using Keys = Kiv::SortedSet<GenSetKey>;
   using ClassId = GenSetKeyClasses::ClassId;
+  static constexpr std::uint32_t kNotInterned = ~std::uint32_t{ 0 };
 
   GenSetKeyGroup() = default;
   /// The keys may come in any order.
   explicit GenSetKeyGroup( std::vector<GenSetKey> keys ) : keys_( std::move( keys ) ) {}
-  /// The ids ascend.
+  /// The ids ascend. `number` is that of an interned group.
   GenSetKeyGroup( Kiv::Ptr<GenSetKeyClasses const> const& classes, std::span<ClassId const> classIds,
-                  std::uint64_t hashSum );
+                  std::uint64_t hashSum, std::uint32_t number = kNotInterned );
 
   /// A copy, put together when the group is made of classes.
   Keys keyGroup() const;
@@ -81,6 +82,9 @@ class GenSetKeyGroup final : public Dedupable {
   Kiv::Ptr<GenSetKeyClasses const> const& classes() const { return classes_; }
   /// Ascending.
   std::vector<ClassId> const& classIds() const { return classIds_; }
+  /// Its place among the groups of its interner. Groups of the same classes that both have a number are equal only when
+  /// they are the same object.
+  std::uint32_t number() const { return number_; }
   /// The sum of the keys' hashes.
   std::uint64_t hashSum() const { return classes_ ? classHashSum_ : keys_.hashSum(); }
 
@@ -95,9 +99,11 @@ class GenSetKeyGroup final : public Dedupable {
   Kiv::Ptr<GenSetKeyClasses const> classes_;
   std::vector<ClassId> classIds_;
   std::uint64_t classHashSum_ = 0;
+  std::uint32_t number_ = kNotInterned;
 };
 
-/// Gives equal groups of classes one object. Looking for one that is there allocates nothing.
+/// Gives equal groups of classes one object, and numbers them from 0. There is one interner for a GenSetKeyClasses. Looking
+/// for a group that is there allocates nothing.
 class GenSetKeyGroupInterner {
  public:
   using ClassId = GenSetKeyClasses::ClassId;

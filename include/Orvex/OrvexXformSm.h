@@ -30,7 +30,8 @@
 
 namespace Orvex {
 
-/// Gives set groups their plain labels: 1, 2, 3, ... in the order in which distinct groups come.
+/// Gives set groups their plain labels: 1, 2, 3, ... in the order in which distinct groups come. Groups that an interner has
+/// numbered are told apart by their numbers, without a look at their content.
 class GenSetKeyGroupDeduper : public Deduper {
  public:
   struct LabelledGroup {
@@ -41,9 +42,6 @@ class GenSetKeyGroupDeduper : public Deduper {
   /// The label of the group that equals this one.
   PlainLabel addGroup( Kiv::Ptr<GenSetKeyGroup const> const& group );
   void clear() override;
-  /// Makes room for so many distinct groups.
-  void reserve( std::size_t groups );
-
   /// One entry a distinct group, in the order in which they came.
   std::vector<LabelledGroup> const& dedupedGenSetKeyGroup() const { return dedupedGenSetKeyGroup_; }
 
@@ -54,8 +52,12 @@ class GenSetKeyGroupDeduper : public Deduper {
   std::uint32_t plainLabelInc( std::uint32_t increment ) { return plainLabel_ += increment; }
 
  private:
+  PlainLabel newLabel( Kiv::Ptr<Dedupable const> const& group );
+
   std::vector<LabelledGroup> dedupedGenSetKeyGroup_;
-  Kiv::HashMap2018<DedupableIdentity, PlainLabel> labelOfGroup_;
+  Kiv::Ptr<GenSetKeyClasses const> classes_;                      // of the numbered groups
+  std::vector<PlainLabel> labelOfNumber_;                         // 0 for a number that has not come
+  Kiv::HashMap2018<DedupableIdentity, PlainLabel> labelOfGroup_;  // of the others
   std::uint32_t plainLabel_ = 0;
 };
 
@@ -93,7 +95,6 @@ class XformSmBase : public StageSm {
   template <class PieceGroups, class SetLabel>
   void labelPieces( PieceGroups const& groups, SetLabel const& setLabel ) {
     xformSetGroupDeduper_->clear();
-    xformSetGroupDeduper_->reserve( std::min( groups.size(), std::size_t{ 1 } << xformWidth() ) );
     for ( auto const& [piece, group] : groups ) setLabel( piece, xformSetGroupDeduper_->addGroup( group ) );
   }
 
