@@ -4,7 +4,8 @@
 ///
 /// Each benchmark aggregates a policy outside the timing, then times one kick of the transforms that the policy loads, on new
 /// machines: both prefix transforms of its family, and where named so that of destination ports, or resolver and split.
-/// "peakMB" is what the kick allocates at most beyond what was there, "pieces" and "labels" are sums over the transforms.
+/// "peakMB" is what the kick allocates at most beyond what was there; "pieces", "labels" and "listed", the labels of all
+/// lists, are sums over the transforms.
 
 #include <benchmark/benchmark.h>
 
@@ -106,12 +107,19 @@ struct Combination {
   Kiv::Ptr<ComboLabelSplitSm> stage;
 };
 
+std::size_t listedLabels( XformStatus const& status ) {
+  std::size_t listed = 0;
+  auto const& lists = status.plainLabelListMap()->plainLabelList();
+  for ( auto list = lists.begin(); list; ++list ) listed += list.value()->label().size();
+  return listed;
+}
+
 /// Times a kick of the transforms that `make( Aggregated )` returns as a tuple.
 template <class Make>
 void timeXforms( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& policy, Make const& make ) {
   Aggregated const aggregated( policy );
   if ( !aggregated.success ) state.SkipWithError( "the aggregator failed" );
-  std::size_t most = 0, pieces = 0, labels = 0;
+  std::size_t most = 0, pieces = 0, labels = 0, listed = 0;
   for ( auto step : state ) {
     state.PauseTiming();
     {
@@ -125,12 +133,14 @@ void timeXforms( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& policy,
       most = Bench::peakBytes() - before;
       pieces = std::apply( []( auto const&... xform ) { return ( xform.pieces() + ... ); }, xforms );
       labels = std::apply( []( auto const&... xform ) { return ( xform.labels() + ... ); }, xforms );
+      listed = std::apply( []( auto const&... xform ) { return ( listedLabels( *xform.status ) + ... ); }, xforms );
     }
     state.ResumeTiming();
   }
   state.counters["peakMB"] = static_cast<double>( most ) / 1e6;
   state.counters["pieces"] = static_cast<double>( pieces );
   state.counters["labels"] = static_cast<double>( labels );
+  state.counters["listed"] = static_cast<double>( listed );
 }
 
 auto bothSides( AddressFamily family ) {

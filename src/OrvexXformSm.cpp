@@ -174,8 +174,7 @@ void XformSmBase::doUpdatePlainLabelMap() {
   for ( std::uint32_t classId = 0; classId != classes.size(); ++classId ) {
     auto const labels = labelsOfClass.labels( classId );
     if ( labels.empty() ) continue;
-    auto const shared = Kiv::make<PlainLabels>();
-    for ( PlainLabel const label : labels ) shared->insert( label );
+    auto const shared = Kiv::make<PlainLabels>( labels );
     for ( GenSetKey const key : classes.keys( classId ) ) lists->plainLabelListIs( key, shared );
   }
 }
