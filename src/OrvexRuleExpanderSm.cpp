@@ -158,8 +158,10 @@ void RuleExpanderSm::expandAcl( AclGenSetIpRuleList const& list, PDAclRuleColl& 
     auto const rule = entry.value();
     try {
       auto const fields = fieldsOf( *rule, list.af() );
-      checkLimit( fields );
-      expandRule( fields );
+      if ( canMatch( fields ) ) {
+        checkLimit( fields );
+        expandRule( fields );
+      }
     } catch ( RuleError const& error ) {
       throw RuleError( composed( "ACL ", list.name(), ", rule ", rule->name(), ": ", error.what() ) );
     }
@@ -169,14 +171,17 @@ void RuleExpanderSm::expandAcl( AclGenSetIpRuleList const& list, PDAclRuleColl& 
   }
 }
 
+/// False when a list is empty, and so the product, however long the other lists are.
+bool RuleExpanderSm::canMatch( std::vector<Field> const& fields ) {
+  return std::none_of( fields.begin(), fields.end(),
+                       []( Field const& field ) { return field.list->encLabelAndMask().empty(); } );
+}
+
 /// Leaves the rule's entries in the queue.
 void RuleExpanderSm::expandRule( std::vector<Field> const& fields ) {
   Kiv::fatalUnless( ruleFilters() == 0, "ruleFilters() == 0" );
   ruleFilterEnq( PDAclFilter() );
-  for ( Field const& field : fields ) {
-    buildTcamEntry( field.type, field.list->encLabelAndMask() );
-    if ( ruleFilters() == 0 ) return;
-  }
+  for ( Field const& field : fields ) buildTcamEntry( field.type, field.list->encLabelAndMask() );
 }
 
 void RuleExpanderSm::buildTcamEntry( TcamFieldType fieldType, Kiv::SortedSet<EncodedLabelWithMask> const& list ) {

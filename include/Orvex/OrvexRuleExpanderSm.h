@@ -130,6 +130,7 @@ class RuleExpanderSm : public StageSm {
   void doCleanSm();
   bool doBuildExpandedRules();
   void expandAcl( AclGenSetIpRuleList const& list, PDAclRuleColl& rules );
+  static bool canMatch( std::vector<Field> const& fields );
   void expandRule( std::vector<Field> const& fields );
   void keepFilters( PDAclKey const& key, PDAclRule& rule );
   void checkLimit( std::vector<Field> const& fields ) const;

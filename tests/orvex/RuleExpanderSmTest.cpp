@@ -331,6 +331,17 @@ TEST( RuleExpander, TheLimitIsCheckedBeforeARuleIsExpandedHoweverLargeTheProduct
   }
 }
 
+TEST( RuleExpander, ARuleThatMatchesNothingIsWithinEveryLimit ) {
+  Expander expander;
+  for ( std::string const field : { "source", "destination", "sport", "dport", "icmp" } )
+    expander.listIs( field, 1 )->entriesAre( entriesOf( 65536 ) );
+  expander.lists( "ttl 1:" );
+  expander.rule( "a", 10, "source 1 destination 1 sport 1 dport 1 icmp 1 ttl 1" );
+  expander.config->maxAclEntriesIs( 1 );
+  EXPECT_EQ( kSuccess, expander.kick() );
+  EXPECT_EQ( "", expander.entries( "a", 10 ) );
+}
+
 // Traces
 
 TEST( RuleExpander, TracesWhatItCombinesDropsAndMakes ) {
