@@ -180,6 +180,7 @@ bool RuleExpanderSm::canMatch( std::vector<Field> const& fields ) {
 /// Leaves the rule's entries in the queue.
 void RuleExpanderSm::expandRule( std::vector<Field> const& fields ) {
   Kiv::fatalUnless( ruleFilters() == 0, "ruleFilters() == 0" );
+  ruleFilter_.nextIndexIs( 0 );  // or the indices could run out in the middle of a rule
   ruleFilterEnq( PDAclFilter() );
   for ( Field const& field : fields ) buildTcamEntry( field.type, field.list->encLabelAndMask() );
 }

@@ -407,6 +407,19 @@ TEST( RuleExpander, TheQueueReplacesEachEntryInTurn ) {
   EXPECT_EQ( 0U, machine.ruleFilters() );
 }
 
+TEST( RuleExpander, EveryRuleStartsWithAnEmptyQueueAndAllIndices ) {
+  Expander expander;
+  expander.lists( "source 1: 0001 0010" );
+  for ( std::uint32_t index = 1; index <= 20; ++index ) expander.rule( "a", index, "source 1" );
+  expander.rule( "a", 21, "" );
+  expander.machine->ruleFilterEnq( PDAclFilter() );  // left over
+  EXPECT_EQ( kSuccess, expander.kick() );
+  EXPECT_EQ( "source 0001 | source 0010", expander.entries( "a", 1 ) );
+  EXPECT_EQ( 0U, expander.machine->ruleFilters() );
+  expander.machine->ruleFilterEnq( PDAclFilter() );
+  EXPECT_EQ( 1U, expander.machine->ruleFilter().begin().index() );  // 0 was the last rule's only entry
+}
+
 TEST( RuleExpanderDeathTest, BrokenInvariantsStopTheProcess ) {
   Expander expander;
   Kiv::SortedSet<EncodedLabelWithMask> const list( { ternary( "0001" ) } );
