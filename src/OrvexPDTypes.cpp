@@ -8,7 +8,7 @@ Kiv::Ptr<PDAclRule> PDAclRuleColl::ruleIs( AceIndex index ) { return Kiv::instan
 
 std::uint64_t PDAclRuleColl::numFilters() const {
   std::uint64_t filters = 0;
-  for ( auto rule = rule_.begin(); rule; ++rule ) filters += rule.value()->filter().size();
+  for ( auto const& [index, rule] : rule_ ) filters += rule->filter().size();
   return filters;
 }
 

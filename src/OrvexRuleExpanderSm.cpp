@@ -384,10 +384,10 @@ void RuleExpanderSm::dumpRuleExpanderStatus() const {
   for ( auto acl = acls.begin(); acl; ++acl ) {
     *dump << "aclName " << acl.key().aclName;
     dump->trace();
-    for ( auto rule = acl.value()->rule().begin(); rule; ++rule ) {
-      *dump << "..aceIndex:" << rule.key().value() << " ..action:" << rule.value()->action();
+    for ( auto const& [index, rule] : acl.value()->rule() ) {
+      *dump << "..aceIndex:" << index.value() << " ..action:" << rule->action();
       dump->trace();
-      for ( PDAclFilter const& filter : rule.value()->filter() ) {
+      for ( PDAclFilter const& filter : rule->filter() ) {
         *dump << "...." << filter;
         dump->trace();
       }

@@ -11,7 +11,6 @@
 
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap2018.h"
-#include "Kiv/RbTreeMap.h"
 #include "Kiv/SortedMap.h"
 #include "Kiv/SortedSet.h"
 #include "Orvex/OrvexAclValues.h"
@@ -104,8 +103,8 @@ class PDAclRule : public Kiv::Entity {
 
  private:
   AceIndex index_;
-  Kiv::SortedSet<PDAclFilter> filter_;
   OrvexActionValue action_;
+  Kiv::SortedSet<PDAclFilter> filter_;
 };
 
 /// The rules of one ACL, in the order in which the chip tries them.
@@ -115,7 +114,7 @@ class PDAclRuleColl : public Kiv::Entity {
 
   PDAclKey const& key() const { return key_; }
 
-  Kiv::RbTreeMap<AceIndex, Kiv::Ptr<PDAclRule>> const& rule() const { return rule_; }
+  Kiv::SortedMap<AceIndex, Kiv::Ptr<PDAclRule>> const& rule() const { return rule_; }
   Kiv::Ptr<PDAclRule> ruleIs( AceIndex index );
   void ruleDel( AceIndex index ) { rule_.erase( index ); }
   void ruleDelAll() { rule_.clear(); }
@@ -126,7 +125,7 @@ class PDAclRuleColl : public Kiv::Entity {
 
  private:
   PDAclKey key_;
-  Kiv::RbTreeMap<AceIndex, Kiv::Ptr<PDAclRule>> rule_;
+  Kiv::SortedMap<AceIndex, Kiv::Ptr<PDAclRule>> rule_;
 };
 
 class PDAclColl : public Kiv::Entity {
