@@ -1,0 +1,118 @@
+#include "policy/AclConfigBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "Kiv/Exception.h"
+#include "host/PolicyNotation.h"
+#include "policy/Normalise.h"
+
+namespace Orvex::Host::Test {
+
+namespace {
+
+Kiv::Ptr<AclConfigColl> built( std::vector<Acl> acls ) {
+  auto const config = Kiv::make<AclConfigColl>( Brae::ChipId( 1 ) );
+  buildAclConfig( normalised( { std::move( acls ) } ), *config );
+  return config;
+}
+
+RuleConfig const& ruleAt( AclConfigColl const& config, char const* acl, std::uint32_t index ) {
+  return *config.acl().find( Kiv::String( acl ) )->ruleById().find( AceIndex( index ) );
+}
+
+/// What the library's filter matches, in the notation.
+std::string filterText( RuleFilter const& filter ) {
+  Rule rule;
+  auto const list = []( Kiv::Ptr<IpPrefixList> const& from ) -> SharedPrefixList {
+    if ( !from ) return nullptr;
+    PrefixList to;
+    for ( auto const& prefix : from->addr() ) to.prefixes.push_back( prefix );
+    for ( auto const& prefix : from->exceptAddr() ) to.excepts.push_back( prefix );
+    std::sort( to.prefixes.begin(), to.prefixes.end() );
+    std::sort( to.excepts.begin(), to.excepts.end() );
+    return std::make_shared<PrefixList const>( to );
+  };
+  auto const copy = [&]( Field field, auto const& from ) {
+    for ( auto const& range : from ) rule.ranges[field].push_back( { range.rangeStart(), range.rangeEnd() } );
+  };
+  rule.source = list( filter.source() );
+  rule.destination = list( filter.destination() );
+  copy( Field::sport, filter.sportRange() );
+  copy( Field::dport, filter.dportRange() );
+  copy( Field::icmpType, filter.icmpType() );
+  copy( Field::proto, filter.proto() );
+  copy( Field::length, filter.length() );
+  copy( Field::fragment, filter.fragment() );
+  copy( Field::dscp, filter.dscp() );
+  copy( Field::ttl, filter.ttl() );
+  rule.tcpInit = filter.matchTcpInit();
+  rule.tcpEstablished = filter.matchTcpEstablished();
+  return textOf( rule );
+}
+
+}  // namespace
+
+TEST( AclConfigBuilder, EveryFieldArrives ) {
+  std::string const everything =
+      "source 10.0.0.0/8 12.0.0.0/8 !10.1.0.0/16; destination 192.0.2.1/32; sport 1-2 5; dport 80; icmpType 3; proto "
+      "6; "
+      "length 64-65535; fragment 0-1; dscp 46; ttl 255; init; established";
+  Rule full = rule( 10, everything );
+  full.name = "web";
+  full.action = OrvexActionValue( true, true, Vell::DscpValue( 46 ), true, OrvexTrafficClass( 3 ), true, true );
+  auto const config = built( { acl( "ipv4 edge", { rule( 20, "" ), full } ) } );
+
+  RuleConfig const& web = ruleAt( *config, "ipv4/edge", 10 );
+  EXPECT_EQ( everything, filterText( *web.ruleFilter() ) );
+  EXPECT_EQ( "web", web.name().view() );
+  EXPECT_EQ( full.action, web.action() );
+  EXPECT_TRUE( config->acl().find( "ipv4/edge" )->ruleByNameHas( "web" ) );
+  EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv4/edge", 20 ).ruleFilter() ) );
+  EXPECT_EQ( "20", ruleAt( *config, "ipv4/edge", 20 ).name().view() );
+}
+
+TEST( AclConfigBuilder, FamiliesStandApartAndAclsWithoutRulesStayOut ) {
+  auto const config = built(
+      { acl( "ipv4 edge", { rule( 1, "" ) } ), acl( "ipv6 edge", { rule( 1, "" ) } ), acl( "ipv6 unused", {} ) } );
+  std::set<std::string> names;
+  for ( auto at = config->acl().begin(); at; ++at ) names.emplace( at.key().view() );
+  EXPECT_EQ( ( std::set<std::string>{ "ipv4/edge", "ipv6/edge" } ), names );
+}
+
+TEST( AclConfigBuilder, AnIpv6AclWithoutPrefixesShowsItsFamilyInTheFirstRule ) {
+  auto const config = built( { acl( "ipv6 a", { rule( 2, "ttl 1" ), rule( 1, "ttl 2" ) } ),
+                               acl( "ipv6 b", { rule( 1, "source ::/0" ) } ),
+                               acl( "ipv6 c", { rule( 1, "" ), rule( 2, "destination 2001:db8::/32" ) } ) } );
+  EXPECT_EQ( "source ::/0; ttl 2", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
+  EXPECT_EQ( "ttl 1", filterText( *ruleAt( *config, "ipv6/a", 2 ).ruleFilter() ) );
+  EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv6/c", 1 ).ruleFilter() ) );
+  EXPECT_EQ( ruleAt( *config, "ipv6/a", 1 ).ruleFilter()->source(),
+             ruleAt( *config, "ipv6/b", 1 ).ruleFilter()->source() );
+}
+
+TEST( AclConfigBuilder, RulesWithEqualListsShareOneObject ) {
+  auto const config = built( { acl( "ipv4 a", { rule( 1, "source 10.0.0.0/8; destination 10.0.0.0/8" ) } ),
+                               acl( "ipv4 b", { rule( 1, "source 10.0.0.0/8" ) } ) } );
+  RuleFilter const& filter = *ruleAt( *config, "ipv4/a", 1 ).ruleFilter();
+  EXPECT_EQ( filter.source(), filter.destination() );
+  EXPECT_EQ( filter.source(), ruleAt( *config, "ipv4/b", 1 ).ruleFilter()->source() );
+}
+
+TEST( AclConfigBuilder, NoListIsPresentAndEmpty ) {
+  auto const config = built( { acl( "ipv6 a", { rule( 1, "source; destination !2001:db8::/32" ) } ) } );
+  EXPECT_EQ( "source !::/0; destination !::/0", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
+}
+
+TEST( AclConfigBuilder, LibraryNamesLeadBackToTheUsersNames ) {
+  auto const back = []( char const* name ) { return userAclName( libraryAclName( Vell::AddressFamily::ipv6, name ) ); };
+  EXPECT_EQ( std::pair( Vell::AddressFamily::ipv6, std::string( "edge-in" ) ), back( "edge-in" ) );
+  EXPECT_EQ( std::pair( Vell::AddressFamily::ipv6, std::string( "a/b" ) ), back( "a/b" ) );
+  EXPECT_THROW( userAclName( "edge-in" ), Kiv::ParseException );
+  EXPECT_THROW( userAclName( "ipv5/edge-in" ), Kiv::ParseException );
+}
+
+}  // namespace Orvex::Host::Test

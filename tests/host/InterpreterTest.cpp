@@ -1,0 +1,185 @@
+#include "verify/Interpreter.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "host/PaintedWorld.h"
+#include "host/PolicyNotation.h"
+#include "host/RandomPolicy.h"
+#include "policy/Normalise.h"
+
+namespace Orvex::Host::Test {
+
+using Verify::interpret;
+using Verify::Packet;
+
+namespace {
+
+constexpr char kIpv4[] = "10.1.2.3 192.0.2.1";
+
+/// "match" for each packet that the rule matches, "-" for the others.
+std::string outcomes( std::string const& ruleText, std::vector<std::string> const& packets ) {
+  Policy const policy = normalised( { { acl( "ipv4 edge", { rule( 2, ruleText ) } ) } } );
+  std::string text;
+  for ( std::string const& each : packets ) text += interpret( policy.acls[0], packet( each ) ).rule ? "match " : "- ";
+  return text;
+}
+
+std::string outcomes( std::string const& ruleText, std::string const& field, std::vector<std::string> const& values ) {
+  std::vector<std::string> packets;
+  for ( std::string const& value : values ) packets.push_back( std::string( kIpv4 ) + "; " + field + " " + value );
+  return outcomes( ruleText, packets );
+}
+
+}  // namespace
+
+TEST( Interpreter, TheFirstRuleThatMatchesDecidesAndTheDefaultDecidesTheRest ) {
+  Policy const policy =
+      normalised( { { acl( "ipv4 a", { rule( 30, "ttl 1-3" ), rule( 20, "ttl 2" ), rule( 11, "ttl 3" ) } ),
+                      acl( "ipv4 b permit", {} ) } } );
+  auto const verdict = [&]( char const* name, char const* ttl ) {
+    Packet const asked = packet( std::string( kIpv4 ) + "; ttl " + ttl );
+    auto const answer = interpret( Verify::aclFor( policy, name, asked ), asked );
+    return ( answer.rule ? std::to_string( *answer.rule ) : "miss" ) +
+           ( answer.action.dropEnabled ? " deny" : " permit" );
+  };
+  EXPECT_EQ( "30 permit", verdict( "a", "1" ) );
+  EXPECT_EQ( "20 permit", verdict( "a", "2" ) );
+  EXPECT_EQ( "11 deny", verdict( "a", "3" ) );
+  EXPECT_EQ( "miss deny", verdict( "a", "4" ) );
+  EXPECT_EQ( "miss permit", verdict( "b", "1" ) );
+}
+
+TEST( Interpreter, TheLongestPrefixOfEitherKindDecidesAboutAnAddress ) {
+  std::vector<std::string> const packets = { "9.9.9.9 0.0.0.0", "10.9.9.9 0.0.0.0", "10.1.9.9 0.0.0.0",
+                                             "10.1.2.9 0.0.0.0" };
+  struct {
+    char const* want;
+    char const* rule;
+  } const cases[] = {
+      { "match match match match ", "" },
+      { "- match match match ", "source 10.0.0.0/8" },
+      { "- match - - ", "source 10.0.0.0/8 !10.1.0.0/16" },
+      { "- match - match ", "source 10.0.0.0/8 !10.1.0.0/16 10.1.2.0/24" },
+      { "- match match match ", "source 10.0.0.0/8 !10.0.0.0/8" },
+      { "- - match match ", "source !10.0.0.0/8 10.1.0.0/16" },
+      { "match - match match ", "source 0.0.0.0/0 !10.0.0.0/8 10.1.0.0/16" },
+      { "- - - - ", "source !10.0.0.0/8" },
+      { "- - - - ", "source" },
+      { "- - - - ", "destination 10.0.0.0/8" },
+  };
+  for ( auto const& [want, text] : cases ) EXPECT_EQ( want, outcomes( text, packets ) ) << text;
+}
+
+TEST( Interpreter, RangesIncludeTheirEnds ) {
+  EXPECT_EQ( "- match match - match match ",
+             outcomes( "dport 80-90 65000-65535", "dport", { "79", "80", "90", "91", "65000", "65535" } ) );
+}
+
+TEST( Interpreter, PortsIcmpTypeAndTcpFlagsMatchInTheHeadFragmentOnly ) {
+  std::vector<std::string> const fragments = { "0", "1", "8191" };
+  for ( char const* const text : { "sport 0", "dport 0-10", "icmpType 0", "dport 0; fragment 0-1" } )
+    EXPECT_EQ( "match - - ", outcomes( text, "fragment", fragments ) ) << text;
+  EXPECT_EQ( "match - - ", outcomes( "init", "tcpFlags 2; fragment", fragments ) );
+  EXPECT_EQ( "match - - ", outcomes( "established", "tcpFlags 16; fragment", fragments ) );
+  for ( char const* const text :
+        { "", "proto 0", "length 0", "dscp 0", "ttl 0", "dport 0-65535", "source 10.0.0.0/8" } )
+    EXPECT_EQ( "match match match ", outcomes( text, "fragment", fragments ) ) << text;
+  EXPECT_EQ( "- match match ", outcomes( "fragment 1-8191", "fragment", fragments ) );
+}
+
+TEST( Interpreter, InitIsSynWithoutAckAndEstablishedIsAckOrRst ) {
+  constexpr std::uint32_t kFin = 1, kSyn = 2, kRst = 4, kAck = 16;
+  std::vector<std::string> flags;
+  for ( std::uint32_t const each : { 0U, kFin, kSyn, kSyn | kFin, kSyn | kAck, kAck, kRst, kRst | kSyn } )
+    flags.push_back( std::to_string( each ) );
+  EXPECT_EQ( "- - match match - - - match ", outcomes( "init", "tcpFlags", flags ) );
+  EXPECT_EQ( "- - - - match match match match ", outcomes( "established", "tcpFlags", flags ) );
+  EXPECT_EQ( "- - match match - - - match ", outcomes( "init; established", "tcpFlags", flags ) );
+}
+
+TEST( Interpreter, AFieldThatThePacketDoesNotHaveIsZero ) {
+  EXPECT_EQ( "match ", outcomes( "sport 0; proto 0; ttl 0", { kIpv4 } ) );
+  EXPECT_EQ( "- ", outcomes( "sport 1-65535", { kIpv4 } ) );
+}
+
+TEST( Interpreter, QuestionsWithoutAnswerAreRefused ) {
+  Policy const policy = normalised( { { acl( "ipv4 edge", { rule( 1, "" ) } ) } } );
+  auto const answer = [&]( Packet const& asked ) {
+    try {
+      interpret( Verify::aclFor( policy, "edge", asked ), asked );
+    } catch ( Verify::QuestionError const& error ) {
+      return std::string( error.what() );
+    }
+    return std::string( "an answer" );
+  };
+  Packet network = packet( kIpv4 );
+  network.source = prefix( "10.0.0.0/8" );
+  EXPECT_EQ( "an answer", answer( packet( kIpv4 ) ) );
+  EXPECT_EQ( "10.0.0.0/8 is not one address", answer( network ) );
+  EXPECT_EQ( "the packet's source is ipv4 and its destination ipv6", answer( packet( "10.0.0.1 ::1" ) ) );
+  EXPECT_EQ( "there is no ipv6 ACL edge", answer( packet( "::1 ::1" ) ) );
+  EXPECT_EQ( "dscp 64 is beyond the field; its values are 0-63", answer( packet( "10.0.0.1 10.0.0.2; dscp 64" ) ) );
+  EXPECT_THROW( interpret( policy.acls[0], packet( "::1 ::1" ) ), Verify::QuestionError );
+}
+
+/// The raw policy as the oracle paints it, the normalised one as the interpreter reads it. So normalising changes no meaning.
+TEST( Interpreter, AgreesWithThePaintedWorldOnRandomPolicies ) {
+  for ( std::uint64_t seed = 0; seed != 300; ++seed ) {
+    Random random( seed );
+    Policy const raw = randomRawPolicy( random );
+    Policy const policy = normalised( raw );
+    for ( Acl const& written : raw.acls ) {
+      PaintedAcl const painted( written );
+      RandomPackets packets( random, written );
+      for ( int i = 0; i != 60; ++i ) {
+        Packet const asked = packets.next();
+        auto const want = painted.rule( asked );
+        auto const got = interpret( Verify::aclFor( policy, written.name, asked ), asked );
+        ASSERT_EQ( want, got.rule ) << "seed " << seed << "\n" << textOf( written ) << textOf( asked );
+      }
+    }
+  }
+}
+
+/// Each of five nested prefixes absent, listed, excepted or both; each address in them and beside them.
+TEST( Interpreter, AgreesWithThePaintedWorldOnEveryListOfATinyWorld ) {
+  std::vector<Vell::IpGenPrefix> const tree = { prefix( "10.0.0.0/29" ), prefix( "10.0.0.0/30" ),
+                                                prefix( "10.0.0.2/31" ), prefix( "10.0.0.2/32" ),
+                                                prefix( "10.0.0.4/30" ) };
+  for ( std::uint32_t kind = 0; kind != 1U << 2 * tree.size(); ++kind ) {
+    PrefixList list;
+    for ( std::size_t at = 0; at != tree.size(); ++at ) {
+      if ( ( kind >> 2 * at & 1U ) != 0 ) list.prefixes.push_back( tree[at] );
+      if ( ( kind >> 2 * at & 2U ) != 0 ) list.excepts.push_back( tree[at] );
+    }
+    for ( std::uint32_t address = 0x09FFFFFF; address != 0x0A000009; ++address ) {
+      Vell::IpGenPrefix const host( address, 32 );
+      ASSERT_EQ( isPainted( list, host ), Verify::matches( std::make_shared<PrefixList const>( list ), host ) )
+          << textOf( list ) << " and " << host;
+    }
+  }
+}
+
+TEST( RandomPolicy, ReachesRulesMissesAndFragmentsOften ) {
+  std::map<std::string, int> seen;
+  int asked = 0;
+  for ( std::uint64_t seed = 0; seed != 200; ++seed ) {
+    Random random( seed );
+    for ( Acl const& each : randomPolicy( random ).acls ) {
+      if ( each.rules.empty() ) continue;
+      RandomPackets packets( random, each );
+      for ( int i = 0; i != 20; ++i, ++asked ) {
+        Packet const sent = packets.next();
+        auto const rule = interpret( each, sent ).rule;
+        ++seen[!rule ? "miss" : *rule == each.rules.front().index ? "first rule" : "later rule"];
+        seen["fragment"] += sent.isHeadFragment() ? 0 : 1;
+      }
+    }
+  }
+  for ( char const* const kind : { "miss", "first rule", "later rule", "fragment" } )
+    EXPECT_GT( seen[kind], asked / 10 ) << kind << " of " << asked;
+}
+
+}  // namespace Orvex::Host::Test

@@ -1,0 +1,63 @@
+#pragma once
+
+/// Random policies and random packets, where faults hide: at the ends of ranges and prefixes, and one beside.
+///
+/// Prefixes come from a small pool in which they nest, stand beside each other, and reach from the default route to single
+/// addresses; the ends of ranges from a few values of each field and their neighbours. So rules overlap, share lists, hide
+/// each other and leave holes. Some rules match nothing, some ACLs have no rules or name no prefix, and the two families use
+/// the same names.
+///
+/// Everything follows from the random numbers, so that a seed names one policy everywhere.
+
+#include <cstdint>
+#include <vector>
+
+#include "Random.h"
+#include "policy/Policy.h"
+#include "verify/Packet.h"
+
+namespace Orvex::Host::Test {
+
+using Bench::Random;
+
+struct RandomPolicyOptions {
+  std::uint32_t aclsPerFamily = 2;
+  /// In each ACL, from none on.
+  std::uint32_t maxRules = 12;
+  /// In each list, of each kind.
+  std::uint32_t maxPrefixes = 4;
+  /// Ranges of each field that a rule names. A rule has at most two fields of more than single values: the entries of a rule
+  /// are a product.
+  std::uint32_t maxRanges = 3;
+};
+
+/// As an author might write it: in any order, with ranges that overlap and lists that repeat themselves. It can be
+/// normalised.
+Policy randomRawPolicy( Random& random, RandomPolicyOptions const& options = {} );
+
+/// Normalised.
+Policy randomPolicy( Random& random, RandomPolicyOptions const& options = {} );
+
+/// Packets of an ACL's family. About half are aimed at one of its rules, and of these half miss it in one field.
+class RandomPackets {
+ public:
+  /// The ACL need not be normalised, and is not looked at later than in next(): keep it.
+  RandomPackets( Random& random, Acl const& acl );
+
+  Verify::Packet next();
+
+ private:
+  Verify::Packet anywhere();
+  void aim( Verify::Packet& packet, Rule const& rule );
+  void spoil( Verify::Packet& packet );
+  Vell::IpGenPrefix anyAddress();
+  std::uint32_t anyValue( Field field );
+  std::uint8_t anyTcpFlags();
+
+  Random& random_;
+  Acl const& acl_;
+  std::vector<Vell::IpGenPrefix> addresses_;
+  PerField<std::vector<std::uint32_t>> values_;
+};
+
+}  // namespace Orvex::Host::Test
