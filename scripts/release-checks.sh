@@ -16,14 +16,14 @@ coverage() {
   build_preset coverage  # lists the tests, and counts that
   forget_counts
   ctest --preset coverage --no-tests=error -j "$(nproc)" | tail -n 3
-  gcovr --root . --object-directory build/coverage --filter 'platform/' --filter 'src/' --filter 'include/' \
+  gcovr --root . --object-directory build/coverage --filter 'platform/' --filter 'src/' --filter 'include/' --filter 'host/' \
     --exclude-throw-branches --fail-under-line "$minimum_line_coverage"
 }
 
 # Without the va_list checker, which takes a list that va_start has just begun for an uninitialised one.
 clang_analyzer() {
   build_preset clang
-  git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' |
     xargs -d '\n' -P "$(nproc)" -n 4 clang-tidy --quiet --checks='-*,clang-analyzer-*,-clang-analyzer-valist*' --warnings-as-errors='*' \
       -p build/clang
 }
@@ -31,9 +31,9 @@ clang_analyzer() {
 # A level repeated in each class, a count of changes that assignment raises, and a value that try_emplace leaves alone, are
 # meant.
 cppcheck_sources() {
-  git ls-files 'platform/src/*.cpp' 'src/*.cpp' |
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' |
     xargs -d '\n' cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --quiet \
-      --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --error-exitcode=1 -Iplatform/include -Iinclude
+      --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --error-exitcode=1 -Iplatform/include -Iinclude -Ihost
 }
 
 long_runs() {

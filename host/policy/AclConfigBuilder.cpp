@@ -10,7 +10,7 @@ namespace Orvex::Host {
 namespace {
 
 Kiv::Ptr<IpPrefixList> libraryList( PrefixList const& list ) {
-  auto const result = Kiv::make<IpPrefixList>();
+  auto result = Kiv::make<IpPrefixList>();
   for ( Vell::IpGenPrefix const& prefix : list.prefixes ) result->addrIs( prefix );
   for ( Vell::IpGenPrefix const& prefix : list.excepts ) result->exceptAddrIs( prefix );
   return result;
@@ -81,7 +81,7 @@ Kiv::String libraryAclName( Vell::AddressFamily family, std::string_view name ) 
 std::pair<Vell::AddressFamily, std::string> userAclName( Kiv::String const& libraryName ) {
   std::string_view const text = libraryName.view();
   std::size_t const slash = text.find( '/' );
-  if ( slash == text.npos ) throw Kiv::ParseException( "an ACL's name in the library is FAMILY/NAME", 1 );
+  if ( slash == std::string_view::npos ) throw Kiv::ParseException( "an ACL's name in the library is FAMILY/NAME", 1 );
   return { Vell::AddressFamilyInstance( Kiv::String( text.substr( 0, slash ) ) ),
            std::string( text.substr( slash + 1 ) ) };
 }

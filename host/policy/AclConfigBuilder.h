@@ -7,8 +7,8 @@
 ///     ipv6 edge-in, rule 10 without prefix      acl "ipv6/edge-in", rule 10 with source ::/0
 ///     ipv6 unused, no rules                     (stays out: the chip applies its default action)
 ///
-/// The library tells an ACL's family by its first prefix and takes one without prefixes for IPv4, hence the ::/0. Rules that
-/// share a list here share one IpPrefixList there: equal lists are compared and encoded once.
+/// The library tells an ACL's family by its first prefix and takes one without prefixes for IPv4, hence the ::/0. Rules
+/// that share a list here share one IpPrefixList there: equal lists are compared and encoded once.
 ///
 /// Default actions do not pass through the library; the pipeline gives them to the chip.
 

@@ -12,12 +12,13 @@
 ///     source B A, and source A A B         source A B, one shared list
 ///
 /// In a normalised policy:
-///  1. ACLs ascend by family, then name; rules by index. Every rule has a name, and names and indices are unique in the ACL.
-///  2. Ranges of a set ascend, lie within the field, and have a value between them that is not in the set. No set covers its
-///     whole field, which matters beyond tidiness: a named port demands a head fragment.
+///  1. ACLs ascend by family, then name; rules by index. Every rule has a name, and names and indices are unique in the
+///     ACL.
+///  2. Ranges of a set ascend, lie within the field, and have a value between them that is not in the set. No set
+///     covers its whole field, which matters beyond tidiness: a named port demands a head fragment.
 ///  3. Prefixes are of the ACL's family, ascend, and differ. Equal lists of a family are one object.
-///  4. A list holds at least one prefix of either kind. One that matches nothing has the excepted default route and no more:
-///     the library takes no list that is present and empty.
+///  4. A list holds at least one prefix of either kind. One that matches nothing has the excepted default route and no
+///     more: the library takes no list that is present and empty.
 ///  5. No list is a default route without exceptions: any address is an absent list.
 ///  6. An action that leaves DSCP or traffic class alone has the initial value there.
 ///

@@ -2,10 +2,10 @@
 
 /// A policy as its author thinks of it: plain values that readers fill in and that everything else reads.
 ///
-///     Policy -> Acl -> Rule -> what its packets must have: addresses in lists of prefixes, numbers in ranges, TCP flags
+///     Policy -> Acl -> Rule -> addresses in lists of prefixes, numbers in ranges, TCP flags; an action
 ///
-/// A policy enters the system through normalised() (see Normalise.h), and then equal matches are written equally. What a
-/// policy means is defined by the interpreter in host/verify.
+/// A policy enters the system through normalised() (see Normalise.h), and then equal matches are written equally. What
+/// a policy means is defined by the interpreter in host/verify.
 
 #include <array>
 #include <compare>
@@ -70,9 +70,9 @@ struct ValueRange {
 /// The values of a field that match; without a range the field is not looked at.
 using RangeSet = std::vector<ValueRange>;
 
-/// The addresses that match: those whose longest prefix, of both kinds, is one of `prefixes`. So an excepted prefix cuts a
-/// hole, which a longer prefix can fill again; a prefix of both kinds counts as one of `prefixes`. A list without prefixes
-/// matches no address.
+/// The addresses that match: those whose longest prefix, of both kinds, is one of `prefixes`. So an excepted prefix
+/// cuts a hole, which a longer prefix can fill again; a prefix of both kinds counts as one of `prefixes`. A list
+/// without prefixes matches no address.
 struct PrefixList {
   std::vector<Vell::IpGenPrefix> prefixes;
   std::vector<Vell::IpGenPrefix> excepts;
@@ -96,8 +96,8 @@ struct Rule {
   bool tcpInit = false;
   /// ACK or RST set.
   bool tcpEstablished = false;
-  /// To look at later rules too. No chip does that, so it is refused; it is here for readers to report it through the one
-  /// place where policies are checked.
+  /// To look at later rules too. No chip does that, so it is refused; it is here for readers to report it through the
+  /// one place where policies are checked.
   bool continueRule = false;
 };
 

@@ -86,7 +86,7 @@ Verdict lookUp( PDData const& snapshot, TableShape const& shape, Kiv::String con
                 OrvexActionValue const& missAction, Packet const& packet ) {
   Verdict const miss{ std::nullopt, missAction };
   LookUpKey const key = keyOf( snapshot, shape, packet );
-  auto const acls = snapshot.pdAclColl();
+  auto const& acls = snapshot.pdAclColl();
   auto const acl = acls ? acls->pdAcl().find( PDAclKey( familyOf( packet ), libraryAclName ) ) : nullptr;
   if ( !acl ) return miss;
   for ( auto rule = acl->rule().begin(); rule; ++rule )

@@ -9,8 +9,8 @@
 ///     labels 2 and 5            (2, 5) 7                     prefixCombo 7   the pair's label
 ///     fragment 0                                             headFragment 1
 ///
-/// What a table does not have gets the table's invalid label. Then the first entry in the order of rules decides of which all
-/// fields agree with the key in the bits that their masks select.
+/// What a table does not have gets the table's invalid label. Then the first entry in the order of rules decides of
+/// which all fields agree with the key in the bits that their masks select.
 ///
 /// Cost: in proportion to the tables and the ACL's entries, for each packet. For tests and for single questions.
 
@@ -38,8 +38,9 @@ LookUpKey keyOf( PDData const& snapshot, TableShape const& shape, Packet const& 
 
 bool matches( PDAclFilter const& entry, LookUpKey const& key );
 
-/// The verdict of the named ACL, in the library's name, and of the family that the packet's addresses choose. An ACL that the
-/// snapshot does not have matches nothing. Snapshots have no default actions: `missAction` is what happens on a miss.
+/// The verdict of the named ACL, in the library's name, and of the family that the packet's addresses choose. An ACL
+/// that the snapshot does not have matches nothing. Snapshots have no default actions: `missAction` is what happens on
+/// a miss.
 /// Fails with: QuestionError when the packet is not one.
 Verdict lookUp( PDData const& snapshot, TableShape const& shape, Kiv::String const& libraryAclName,
                 OrvexActionValue const& missAction, Packet const& packet );

@@ -2,7 +2,8 @@
 
 /// Which label tables a chip has: all that a reader of its snapshot must know besides the snapshot.
 ///
-/// It is filled from the chip's profile, or from a snapshot's file, where a table is present exactly when it is switched on.
+/// It is filled from the chip's profile, or from a snapshot's file, where a table is present exactly when it is
+/// switched on.
 
 #include <array>
 #include <cstdint>

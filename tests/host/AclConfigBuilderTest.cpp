@@ -84,9 +84,11 @@ TEST( AclConfigBuilder, FamiliesStandApartAndAclsWithoutRulesStayOut ) {
 }
 
 TEST( AclConfigBuilder, AnIpv6AclWithoutPrefixesShowsItsFamilyInTheFirstRule ) {
-  auto const config = built( { acl( "ipv6 a", { rule( 2, "ttl 1" ), rule( 1, "ttl 2" ) } ),
-                               acl( "ipv6 b", { rule( 1, "source ::/0" ) } ),
-                               acl( "ipv6 c", { rule( 1, "" ), rule( 2, "destination 2001:db8::/32" ) } ) } );
+  auto const config =
+      built( { acl( "ipv4 a", { rule( 1, "ttl 2" ) } ), acl( "ipv6 a", { rule( 2, "ttl 1" ), rule( 1, "ttl 2" ) } ),
+               acl( "ipv6 b", { rule( 1, "source ::/0" ) } ),
+               acl( "ipv6 c", { rule( 1, "" ), rule( 2, "destination 2001:db8::/32" ) } ) } );
+  EXPECT_EQ( "ttl 2", filterText( *ruleAt( *config, "ipv4/a", 1 ).ruleFilter() ) );
   EXPECT_EQ( "source ::/0; ttl 2", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
   EXPECT_EQ( "ttl 1", filterText( *ruleAt( *config, "ipv6/a", 2 ).ruleFilter() ) );
   EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv6/c", 1 ).ruleFilter() ) );

@@ -124,7 +124,8 @@ TEST( Interpreter, QuestionsWithoutAnswerAreRefused ) {
   EXPECT_THROW( interpret( policy.acls[0], packet( "::1 ::1" ) ), Verify::QuestionError );
 }
 
-/// The raw policy as the oracle paints it, the normalised one as the interpreter reads it. So normalising changes no meaning.
+/// The raw policy as the oracle paints it, the normalised one as the interpreter reads it. So normalising changes no
+/// meaning.
 TEST( Interpreter, AgreesWithThePaintedWorldOnRandomPolicies ) {
   for ( std::uint64_t seed = 0; seed != 300; ++seed ) {
     Random random( seed );

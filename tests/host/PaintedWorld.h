@@ -3,8 +3,8 @@
 /// A second, different definition of what rules match, to hold the interpreter against. It takes policies as they were
 /// written, before they are normalised.
 ///
-/// A list is painted over the addresses: from the shortest length to the longest, first what it excepts, then what it names.
-/// Whatever was painted last on an address counts. A range set is the table of its field's values.
+/// A list is painted over the addresses: from the shortest length to the longest, first what it excepts, then what it
+/// names. Whatever was painted last on an address counts. A range set is the table of its field's values.
 
 #include <algorithm>
 #include <cstdint>

@@ -2,10 +2,10 @@
 
 /// Random policies and random packets, where faults hide: at the ends of ranges and prefixes, and one beside.
 ///
-/// Prefixes come from a small pool in which they nest, stand beside each other, and reach from the default route to single
-/// addresses; the ends of ranges from a few values of each field and their neighbours. So rules overlap, share lists, hide
-/// each other and leave holes. Some rules match nothing, some ACLs have no rules or name no prefix, and the two families use
-/// the same names.
+/// Prefixes come from a small pool in which they nest, stand beside each other, and reach from the default route to
+/// single addresses; the ends of ranges from a few values of each field and their neighbours. So rules overlap, share
+/// lists, hide each other and leave holes. Some rules match nothing, some ACLs have no rules or name no prefix, and the
+/// two families use the same names.
 ///
 /// Everything follows from the random numbers, so that a seed names one policy everywhere.
 
@@ -26,8 +26,8 @@ struct RandomPolicyOptions {
   std::uint32_t maxRules = 12;
   /// In each list, of each kind.
   std::uint32_t maxPrefixes = 4;
-  /// Ranges of each field that a rule names. A rule has at most two fields of more than single values: the entries of a rule
-  /// are a product.
+  /// Ranges of each field that a rule names. A rule has at most two fields of more than single values: the entries of a
+  /// rule are a product.
   std::uint32_t maxRanges = 3;
 };
 
