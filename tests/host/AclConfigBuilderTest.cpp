@@ -7,7 +7,9 @@
 #include <string>
 
 #include "Kiv/Exception.h"
+#include "Orvex/OrvexAggregatorSm.h"
 #include "host/PolicyNotation.h"
+#include "host/RandomPolicy.h"
 #include "policy/Normalise.h"
 
 namespace Orvex::Host::Test {
@@ -107,6 +109,33 @@ TEST( AclConfigBuilder, RulesWithEqualListsShareOneObject ) {
 TEST( AclConfigBuilder, NoListIsPresentAndEmpty ) {
   auto const config = built( { acl( "ipv6 a", { rule( 1, "source; destination !2001:db8::/32" ) } ) } );
   EXPECT_EQ( "source !::/0; destination !::/0", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
+}
+
+/// The library has its own way to tell a family, and ends the process over a list that is present and empty.
+TEST( AclConfigBuilder, TheLibraryReadsEveryRandomPolicyInItsFamilies ) {
+  for ( std::uint64_t seed = 0; seed != 300; ++seed ) {
+    SCOPED_TRACE( seed );
+    Random random( seed );
+    Policy const policy = randomPolicy( random );
+    auto const coll = Kiv::make<AclConfigColl>( Brae::ChipId( 1 ) );
+    buildAclConfig( policy, *coll );
+    auto const config = Kiv::make<AggregatorConfig>( coll );
+    auto const status = Kiv::make<AggregatorStatus>();
+    auto const stage =
+        Kiv::make<AggregatorSm>( Brae::ChipId( 1 ), config, status, Kiv::make<ChipHwCapability>( Brae::ChipId( 1 ) ),
+                                 Kiv::make<GenSetKeyGenerator>() );
+    status->handleInitialized();
+    stage->hasNotificationActiveIs( true );
+    config->kickTimeIs( 1 );
+    for ( Acl const& each : policy.acls ) {
+      auto const read = status->aclGenSetIpRuleList().find( libraryAclName( each.family, each.name ) );
+      ASSERT_EQ( each.rules.empty(), !read ) << textOf( each );
+      if ( !read ) continue;
+      ASSERT_EQ( each.family, read->af() ) << textOf( each );
+      ASSERT_EQ( each.rules.size(), read->genSetIpRuleById().size() );
+    }
+    if ( coll->acl().size() != 0 ) ASSERT_EQ( StageStatusType::finishedSuccess, status->status() );
+  }
 }
 
 TEST( AclConfigBuilder, LibraryNamesLeadBackToTheUsersNames ) {
