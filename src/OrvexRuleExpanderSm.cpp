@@ -209,8 +209,16 @@ void RuleExpanderSm::keepFilters( PDAclKey const& key, PDAclRule& rule ) {
   }
   // The deduper holds addresses: the entries ascend, as the lists do, and so stay where they are.
   Kiv::fatalUnless( std::is_sorted( kept.begin(), kept.end() ), "a rule's entries come in ascending order" );
+  if ( kept.size() != kept.capacity() ) fitToSize( kept );
   keptFilters_ += kept.size();
   rule.filterIs( std::move( kept ) );
+}
+
+/// Gives back the room of the entries that were dropped: the limit counts only those that are kept.
+void RuleExpanderSm::fitToSize( std::vector<PDAclFilter>& kept ) {
+  for ( PDAclFilter const& filter : kept ) ruleFilterDeduper_.erase( FilterRef{ &filter } );
+  kept.shrink_to_fit();
+  for ( PDAclFilter const& filter : kept ) ruleFilterDeduper_.insert( FilterRef{ &filter } );
 }
 
 void RuleExpanderSm::checkLimit( std::vector<Field> const& fields ) const {

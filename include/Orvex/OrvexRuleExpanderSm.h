@@ -133,6 +133,7 @@ class RuleExpanderSm : public StageSm {
   static bool canMatch( std::vector<Field> const& fields );
   void expandRule( std::vector<Field> const& fields );
   void keepFilters( PDAclKey const& key, PDAclRule& rule );
+  void fitToSize( std::vector<PDAclFilter>& kept );
   void checkLimit( std::vector<Field> const& fields ) const;
 
   std::vector<Field> fieldsOf( GenSetIpRule const& rule, Vell::AddressFamily af ) const;
