@@ -188,6 +188,7 @@ void RuleExpanderSm::expandRule( std::vector<Field> const& fields ) {
 void RuleExpanderSm::buildTcamEntry( TcamFieldType fieldType, Kiv::SortedSet<EncodedLabelWithMask> const& list ) {
   Kiv::fatalUnless( ruleFilters() != 0, "ruleFilters()" );
   FieldPlace const place = placeOf( fieldType );
+  ruleFilter_.reserve( ruleFilters() * list.size() );
   for ( std::size_t count = ruleFilters(); count != 0; --count ) {
     PDAclFilter filter = ruleFilterDeq();
     for ( EncodedLabelWithMask const& entry : list ) {

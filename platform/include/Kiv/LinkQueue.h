@@ -112,6 +112,9 @@ class LinkQueue {
     return true;
   }
 
+  /// Makes room for that many members that come next, so that the array does not grow while they do.
+  void reserve( std::size_t members ) { table_.entries.reserve( table_.entries.size() + members ); }
+
   /// Gives all memory back; indices count on.
   void clear() noexcept {
     Table const removed = std::exchange( table_, Table() );
