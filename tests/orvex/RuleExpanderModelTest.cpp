@@ -167,7 +167,7 @@ bool matches( PDAclFilter const& entry, PDAclFilter const& key ) {
 }
 
 std::uint32_t decider( PDAclRuleColl const& rules, PDAclFilter const& key ) {
-  for ( auto const [index, rule] : rules.rule() )
+  for ( auto const& [index, rule] : rules.rule() )
     for ( PDAclFilter const& entry : rule->filter() )
       if ( matches( entry, key ) ) return index.value();
   return 0;
@@ -175,7 +175,7 @@ std::uint32_t decider( PDAclRuleColl const& rules, PDAclFilter const& key ) {
 
 void expectOneOfEachEntry( PDAclRuleColl const& rules ) {
   std::set<PDAclFilter> distinct;
-  for ( auto const [index, rule] : rules.rule() ) distinct.insert( rule->filter().begin(), rule->filter().end() );
+  for ( auto const& [index, rule] : rules.rule() ) distinct.insert( rule->filter().begin(), rule->filter().end() );
   EXPECT_EQ( distinct.size(), rules.numFilters() );
 }
 

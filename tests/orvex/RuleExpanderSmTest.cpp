@@ -171,7 +171,7 @@ TEST( RuleExpander, EachRuleDoesItsOwnActionWithOrWithoutEntries ) {
   expander.rule( "a", 3, "source 1" )->actionIs( log );
   EXPECT_EQ( kSuccess, expander.kick() );
   std::vector<bool> logs;
-  for ( auto const [index, rule] : expander.rulesOf( "a" )->rule() ) logs.push_back( rule->action() == log );
+  for ( auto const& [index, rule] : expander.rulesOf( "a" )->rule() ) logs.push_back( rule->action() == log );
   EXPECT_THAT( logs, ElementsAre( true, false, true ) );
 }
 

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
