@@ -89,9 +89,9 @@ Verdict lookUp( PDData const& snapshot, TableShape const& shape, Kiv::String con
   auto const& acls = snapshot.pdAclColl();
   auto const acl = acls ? acls->pdAcl().find( PDAclKey( familyOf( packet ), libraryAclName ) ) : nullptr;
   if ( !acl ) return miss;
-  for ( auto rule = acl->rule().begin(); rule; ++rule )
-    for ( PDAclFilter const& entry : rule.value()->filter() )
-      if ( matches( entry, key ) ) return { rule.key().value(), rule.value()->action() };
+  for ( auto const& [index, rule] : acl->rule() )
+    for ( PDAclFilter const& entry : rule->filter() )
+      if ( matches( entry, key ) ) return { index.value(), rule->action() };
   return miss;
 }
 
