@@ -134,7 +134,8 @@ TEST( AclConfigBuilder, TheLibraryReadsEveryRandomPolicyInItsFamilies ) {
       ASSERT_EQ( each.family, read->af() ) << textOf( each );
       ASSERT_EQ( each.rules.size(), read->genSetIpRuleById().size() );
     }
-    if ( coll->acl().size() != 0 ) ASSERT_EQ( StageStatusType::finishedSuccess, status->status() );
+    bool const read = coll->acl().size() != 0;
+    ASSERT_EQ( read, status->status() == StageStatusType::finishedSuccess );
   }
 }
 

@@ -217,7 +217,7 @@ void fillAllBut( Expander& expander, std::string const& leftOut ) {
   for ( std::string const list : { "source 1", "destination 2", "sport 3", "dport 4", "icmp 5", "proto 6", "length 7",
                                    "fragment 8", "dscp 9", "ttl 10" } )
     if ( list != leftOut ) expander.lists( list + ": 0001" );
-  for ( std::uint64_t const key : { 1, 2 } )
+  for ( std::uint64_t const key : { 1U, 2U } )
     expander.aggregated->prefixInfoIs( PrefixXformKey( AddressFamily::ipv4, key == 1 ) )
         ->prefixSetCollIs( GenSetKey( key ) )
         ->prefixIs( prefix( "10.0.0.0/8" ) );
@@ -269,7 +269,7 @@ TEST( RuleExpander, EntriesOfAllAclsMayReachTheLimitAndNotPassIt ) {
   expander.lists( "source 1: 0001 0010; proto 1: 0001 0010 0100" );
   for ( std::string const acl : { "a", "b" } ) expander.rule( acl, 10, "source 1 proto 1" );
   TraceLines const failures( 0 );
-  for ( std::uint64_t const limit : { 0, 1, 5, 6, 11, 12, 12, 13 } ) {
+  for ( std::uint64_t const limit : { 0U, 1U, 5U, 6U, 11U, 12U, 12U, 13U } ) {
     bool const enough = limit == 0 || limit >= 12;
     expander.config->maxAclEntriesIs( limit );
     EXPECT_EQ( enough ? kSuccess : kFailed, expander.kick() ) << limit;
