@@ -3,10 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <deque>
-#include <functional>
-
-#include "Kiv/System.h"
+#include "orvex/TestChip.h"
 #include "orvex/TestPolicy.h"
 #include "orvex/TestStages.h"
 
@@ -19,108 +16,9 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr Brae::ChipId kChip( 7 );
-
-/// A driver that answers every status, in order, from a queue.
-class QueuedDriver {
- public:
-  QueuedDriver( Kiv::Ptr<PDConfig> const& config, Kiv::Ptr<PDStatus> const& status )
-      : config_( config ), status_( status ), reactor_( Kiv::make<Reactor>() ) {
-    for ( auto const af : { Vell::AddressFamily::ipv4, Vell::AddressFamily::ipv6 } )
-      for ( bool const src : { true, false } ) status_->pdPrefixXformEntryStatusIs( PrefixXformKey( af, src ), {} );
-    reactor_->driver = this;
-    reactor_->notifierIs( config );
-    reactor_->hasNotificationActiveIs( true );
-  }
-
-  ResponseState toAcquire = ResponseState::hitless;
-  /// Requests and policies, in the order in which they came.
-  std::vector<std::string> log;
-  Kiv::Ptr<PDData> loaded;
-
-  /// False when there was nothing to answer.
-  bool answer() {
-    if ( queue_.empty() ) return false;
-    auto const next = queue_.front();
-    queue_.pop_front();
-    next();
-    return true;
-  }
-
- private:
-  class Reactor : public PDConfig::NotifieeConst {
-   public:
-    void onPdResourceConfig() override { driver->handleRequest(); }
-    void onGlobalAclControl() override { driver->handlePolicy(); }
-    QueuedDriver* driver = nullptr;
-  };
-
-  void handleRequest() {
-    ResourceConfig const request = config_->pdResourceConfig();
-    log.emplace_back( Kiv::stringValue( request.requestState ) );
-    queue_.emplace_back( [this, request] {
-      if ( request.requestState == RequestState::load ) loaded = config_->currPDData();
-      auto const state = request.requestState == RequestState::acquire ? toAcquire
-                         : request.requestState == RequestState::load  ? ResponseState::loaded
-                                                                       : ResponseState::reverted;
-      answerAll( ResourceStatus( request.requestId, state ) );
-    } );
-  }
-  void handlePolicy() {
-    GlobalAclControl const policy = config_->globalAclControl();
-    log.emplace_back( Kiv::stringValue( policy ) );
-    queue_.emplace_back( [this, policy] { status_->globalAclControlIs( policy ); } );
-  }
-  void answerAll( ResourceStatus const& answer ) {
-    for ( std::uint32_t type = 0; type != Kiv::enumValue( ComboLabelSetType::comboLabelSetMax ); ++type )
-      status_->comboEntryStatusIs( static_cast<ComboLabelSetType>( type ), answer );
-    for ( std::uint32_t type = 0; type != Kiv::enumValue( RangeSetType::rangeSetMax ); ++type )
-      status_->rangeEntryStatusIs( static_cast<RangeSetType>( type ), answer );
-    status_->pdTcpFlagsXformEntryStatusIs( answer );
-    for ( auto at = status_->pdPrefixXformEntryStatus().begin(); at; ++at )
-      status_->pdPrefixXformEntryStatusIs( at.key(), answer );
-    status_->pdAclRuleIpv4EntryStatusIs( answer );
-    status_->pdAclRuleIpv6EntryStatusIs( answer );
-  }
-
-  Kiv::Ptr<PDConfig> config_;
-  Kiv::Ptr<PDStatus> status_;
-  Kiv::Ptr<Reactor> reactor_;
-  std::deque<std::function<void()>> queue_;
-};
-
-/// A chip with its host and driver.
-class OrvexRootSmTest : public testing::Test {
+class OrvexRootSmTest : public testing::Test, protected Test::TestChip {
  protected:
-  void build() {
-    root = orvexRootSmFactory( kChip, capability, rootConfig, rootStatus, policy, parameters, pdConfig, pdStatus );
-  }
-  void kick( OrvexKickRequest request = OrvexKickRequest::orvexStart ) {
-    rootConfig->orvexKickRequestIs( request );
-    rootConfig->orvexKickTimeIs( Kiv::System::currentTime() );
-  }
-  void run() {
-    auto const wheel = Brae::TimerWheel::ofThisThread();
-    while ( wheel->due() || driver.answer() )
-      while ( wheel->due() ) wheel->service();
-  }
-  OrvexProgress compile() {
-    build();
-    kick();
-    run();
-    return rootStatus->kickProgress();
-  }
-
-  Kiv::Ptr<ChipHwCapability> capability = Kiv::make<ChipHwCapability>( kChip );
-  Kiv::Ptr<RootConfig> rootConfig = Kiv::make<RootConfig>( kChip );
-  Kiv::Ptr<RootStatus> rootStatus = Kiv::make<RootStatus>( kChip );
-  Kiv::Ptr<AclConfigColl> policy = Kiv::make<AclConfigColl>( kChip );
   Kiv::Ptr<AclConfig> acl = policy->aclIs( "edge" );
-  Kiv::Ptr<Brae::ParamConfig> parameters = Kiv::make<Brae::ParamConfig>();
-  Kiv::Ptr<PDConfig> pdConfig = Kiv::make<PDConfig>( kChip );
-  Kiv::Ptr<PDStatus> pdStatus = Kiv::make<PDStatus>( kChip );
-  QueuedDriver driver{ pdConfig, pdStatus };
-  Kiv::Ptr<OrvexRootSm> root;
 };
 
 TEST_F( OrvexRootSmTest, AKickCompilesPublishesAndLoadsThePolicy ) {
@@ -196,7 +94,7 @@ TEST_F( OrvexRootSmTest, APresentTimeIsNoKickAndARepeatedOneOnAnotherConfigIs ) 
   EXPECT_EQ( OrvexProgress::orvexFinishedSuccess, compile() );
   rootConfig->orvexKickTimeIs( rootConfig->orvexKickTime() );
   EXPECT_EQ( 1U, rootStatus->kickCount() );
-  auto const other = Kiv::make<RootConfig>( kChip );
+  auto const other = Kiv::make<RootConfig>( rootConfig->chipId() );
   other->orvexKickTimeIs( rootConfig->orvexKickTime() );
   root->rootConfigIs( other );
   EXPECT_EQ( 2U, rootStatus->kickCount() );
