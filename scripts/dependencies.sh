@@ -1,7 +1,7 @@
 # Sourced by the other scripts. Debian packages that the project is built, tested and checked with.
 
 build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev)
-check_packages=(clang libclang-rt-14-dev clang-format clang-tidy)
+check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy)
 release_packages=(gcovr cppcheck)
 
 # require_packages PACKAGE...: installs through apt those that are missing, and says which. Without the right to install,
