@@ -12,7 +12,7 @@ check() {
 }
 export -f check
 
-headers=$(git ls-files 'platform/include/*.h' 'include/*.h' 'host/*.h')
+headers=$(git ls-files 'platform/include/*.h' 'include/*.h' 'host/*.h' 'examples/*.h')
 for compiler in g++ clang++; do
   xargs -P "$(nproc)" -I{} bash -c "check $compiler {} || { echo '{} does not compile alone with $compiler' >&2; exit 255; }" \
     <<<"$headers"

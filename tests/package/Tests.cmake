@@ -14,26 +14,33 @@ add_test( NAME Package.Installs
   COMMAND ${CMAKE_COMMAND} -D BUILD=${PROJECT_BINARY_DIR} -D PREFIX=${package_dir}/prefix
     -P ${CMAKE_CURRENT_SOURCE_DIR}/package/install.cmake
 )
-add_test( NAME Package.IsFoundByCMake
-  COMMAND ${CMAKE_CTEST_COMMAND}
-    --build-and-test ${CMAKE_CURRENT_SOURCE_DIR}/package ${package_dir}/cmake
-    --build-generator ${CMAKE_GENERATOR}
-    --build-options
-      -DCMAKE_MAKE_PROGRAM=${CMAKE_MAKE_PROGRAM}
-      -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
-      -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE}
-      -DCMAKE_CXX_FLAGS=${package_flags}
-      -DCMAKE_PREFIX_PATH=${package_dir}/prefix
-    --test-command package_program
-)
+
+# Builds a project that stands outside of this tree, and runs its program.
+function( outside_project_test test_name source_dir program )
+  add_test( NAME ${test_name}
+    COMMAND ${CMAKE_CTEST_COMMAND}
+      --build-and-test ${source_dir} ${package_dir}/${program}
+      --build-generator ${CMAKE_GENERATOR}
+      --build-options
+        -DCMAKE_MAKE_PROGRAM=${CMAKE_MAKE_PROGRAM}
+        -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
+        -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE}
+        -DCMAKE_CXX_FLAGS=${package_flags}
+        -DCMAKE_PREFIX_PATH=${package_dir}/prefix
+      --test-command ${program}
+  )
+endfunction()
+
+outside_project_test( Package.IsFoundByCMake ${CMAKE_CURRENT_SOURCE_DIR}/package package_program )
+outside_project_test( Package.BuildsTheDriverExample ${PROJECT_SOURCE_DIR}/examples/driver driver_example )
 add_test( NAME Package.IsFoundByPkgConfig
   COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/package/pkg-config.sh ${package_dir}/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig
     ${package_dir}/pkg_config_program ${CMAKE_CXX_COMPILER} ${package_flag_list}
 )
-set( package_tests
-  Package.ExportsOnlyItsNamespaces Package.Installs Package.IsFoundByCMake Package.IsFoundByPkgConfig
+set( installed_package_tests Package.IsFoundByCMake Package.BuildsTheDriverExample Package.IsFoundByPkgConfig )
+set_tests_properties( Package.ExportsOnlyItsNamespaces Package.Installs ${installed_package_tests}
+  PROPERTIES LABELS package_tests TIMEOUT 300
 )
-set_tests_properties( ${package_tests} PROPERTIES LABELS package_tests TIMEOUT 300 )
 set_tests_properties( Package.Installs PROPERTIES FIXTURES_SETUP installed_package )
-set_tests_properties( Package.IsFoundByCMake Package.IsFoundByPkgConfig PROPERTIES FIXTURES_REQUIRED installed_package )
+set_tests_properties( ${installed_package_tests} PROPERTIES FIXTURES_REQUIRED installed_package )
 set_tests_properties( Package.IsFoundByPkgConfig PROPERTIES SKIP_RETURN_CODE 77 )
