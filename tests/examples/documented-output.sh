@@ -1,16 +1,20 @@
 #!/usr/bin/env bash
-# documented-output.sh PROGRAM DOCUMENT: runs the program, and fails unless it prints what the document shows below the
-# indented line "$ .../PROGRAM".
+# documented-output.sh PROGRAM DOCUMENT: runs every command of the document that is an indented line "$ .../PROGRAM ARGUMENT...",
+# and fails unless each prints what the document shows below it.
 set -euo pipefail
+program=$1 document=$2 name=$(basename "$1")
 
-shown=$(awk -v line="^    [$] .*/$(basename "$1")\$" '
-  inside && !/^    / { exit }
-  inside { print substr($0, 5) }
-  $0 ~ line { inside = 1 }
-' "$2")
-if [ -z "$shown" ]; then
-  echo "$2 does not show what $(basename "$1") prints" >&2
+if ! commands=$(grep -E "^    [$] [^ ]*/$name( |\$)" "$document"); then
+  echo "$document does not show what $name prints" >&2
   exit 1
 fi
-printed=$("$1")
-diff --label "$2" --label "$1" -u <(echo "$shown") <(echo "$printed")
+while IFS= read -r command; do
+  shown=$(awk -v command="$command" '
+    inside && !/^    / { exit }
+    inside { print substr($0, 5) }
+    $0 == command { inside = 1 }
+  ' "$document")
+  read -ra arguments <<<"${command##*/"$name"}"
+  printed=$("$program" "${arguments[@]}")
+  diff --label "$document: $command" --label "$program" -u <(echo "$shown") <(echo "$printed")
+done <<<"$commands"
