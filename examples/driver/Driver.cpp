@@ -118,7 +118,8 @@ Driver::Answer Driver::answer( RequestState request ) {
   return revert();
 }
 
-/// Everything that can fail fails here: a failed load would end the process.
+/// Everything that can fail fails here: a failed load would end the process. A real driver reserves room for the label tables
+/// too.
 Driver::Answer Driver::acquire( PDData const& snapshot ) {
   reserved_ = snapshot.pdAclColl()->numFilters();
   if ( reserved_ > capacity_ ) return Answer::failed;
