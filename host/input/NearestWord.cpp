@@ -48,10 +48,14 @@ NearestWord::NearestWord( std::string_view misspelt )
 void NearestWord::consider( std::string_view right ) {
   if ( misspelt_.empty() || right.size() > kMaxLetters ) return;
   auto const [shorter, longer] = std::minmax( { misspelt_.size(), right.size() } );
-  if ( longer - shorter >= nearestYet_ ) return;
-  std::size_t const far = distance( misspelt_, lowered( right ) );
-  if ( far >= nearestYet_ ) return;
+  if ( longer - shorter > nearestYet_ ) return;
+  std::string const candidate = lowered( right );
+  std::size_t const far = distance( misspelt_, candidate );
+  bool const sameStart = candidate.starts_with( misspelt_[0] );
+  bool const breaksTie = far == nearestYet_ && sameStart && !foundSameStart_ && !found_.empty();
+  if ( far >= nearestYet_ && !breaksTie ) return;
   nearestYet_ = far;
+  foundSameStart_ = sameStart;
   found_ = right;
 }
 

@@ -21,7 +21,7 @@ class NearestWord {
  public:
   explicit NearestWord( std::string_view misspelt );
 
-  /// Of words equally near the first considered stays. Cost: O(length of both), and nothing for lengths too different.
+  /// Of words equally near, one with the same first letter is preferred, then the first considered. Cost: O(length of both), and nothing for lengths too different.
   void consider( std::string_view right );
 
   /// Empty when no word is near enough.
@@ -31,7 +31,8 @@ class NearestWord {
 
  private:
   std::string misspelt_;
-  std::size_t nearestYet_;  // what is found is nearer than this
+  std::size_t nearestYet_;  // before a word is found: one more than is allowed
+  bool foundSameStart_ = false;
   std::string found_;
 };
 

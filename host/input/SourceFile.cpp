@@ -75,13 +75,18 @@ std::size_t firstFault( std::string_view text ) {
 
 }  // namespace
 
-std::shared_ptr<SourceFile const> SourceFile::read( std::string const& path, Diagnostics& diagnostics ) {
+std::shared_ptr<SourceFile const> SourceFile::read( std::string const& path, Diagnostics& diagnostics,
+                                                    Place const& namedAt ) {
   bool const standardInput = path == "-";
   Content content = standardInput ? readAll( stdin ) : readPath( path );
   std::string name = standardInput ? std::string( kStandardInput ) : path;
   if ( content.failure.empty() ) return fromText( std::move( name ), std::move( content.bytes ), diagnostics );
-  std::shared_ptr<SourceFile const> const nameOnly( new SourceFile( std::move( name ), "" ) );
-  diagnostics.error( nameOnly->whole(), content.failure );
+  if ( namedAt.file ) {
+    diagnostics.error( namedAt, name + " " + content.failure );
+  } else {
+    std::shared_ptr<SourceFile const> const nameOnly( new SourceFile( std::move( name ), "" ) );
+    diagnostics.error( nameOnly->whole(), content.failure );
+  }
   return nullptr;
 }
 

@@ -1,10 +1,12 @@
 #include "policy/Normalise.h"
 
 #include <algorithm>
-#include <map>
 #include <set>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
+#include "Kiv/Hash.h"
 #include "Kiv/Value.h"
 
 namespace Orvex::Host {
@@ -71,6 +73,21 @@ void checkFamily( PrefixList const& list, PolicyError::Place const& place ) {
                                ", or move the rule to an ACL of the other family" );
 }
 
+/// By content.
+struct ListHash {
+  std::size_t operator()( SharedPrefixList const& list ) const noexcept {
+    Kiv::IncrementalHash hash;
+    for ( auto const* const prefixes : { &list->prefixes, &list->excepts } ) {
+      hash.add( static_cast<std::uint32_t>( prefixes->size() ) );
+      for ( Vell::IpGenPrefix const& prefix : *prefixes ) hash.add( prefix.hash() );
+    }
+    return hash.result();
+  }
+};
+struct ListEqual {
+  bool operator()( SharedPrefixList const& a, SharedPrefixList const& b ) const noexcept { return *a == *b; }
+};
+
 /// The lists of one family: equal ones become one object, and one that has been seen is not looked at again.
 class PrefixLists {
  public:
@@ -91,13 +108,12 @@ class PrefixLists {
       list.excepts = { anyAddress };
     else if ( list.prefixes.front() == anyAddress && list.excepts.empty() )
       return nullptr;
-    SharedPrefixList& kept = byContent_[list];
-    if ( !kept ) kept = std::make_shared<PrefixList const>( std::move( list ) );
-    return kept;
+    return *kept_.insert( std::make_shared<PrefixList const>( std::move( list ) ) ).first;
   }
 
-  std::map<SharedPrefixList, SharedPrefixList> seen_;  // holds what it has seen, so that no address is used again
-  std::map<PrefixList, SharedPrefixList> byContent_;
+  // Holds what it has seen, so that no address is used again.
+  std::unordered_map<SharedPrefixList, SharedPrefixList> seen_;
+  std::unordered_set<SharedPrefixList, ListHash, ListEqual> kept_;
 };
 
 // Rules and ACLs
@@ -120,8 +136,8 @@ class Normaliser {
 
  private:
   void normalise( Acl& acl ) {
-    std::set<std::uint32_t> indices;
-    std::map<std::string, std::uint32_t> names;
+    std::unordered_set<std::uint32_t> indices( acl.rules.size() );
+    std::unordered_map<std::string, std::uint32_t> names( acl.rules.size() );
     for ( Rule& rule : acl.rules ) {
       if ( rule.name.empty() ) rule.name = std::to_string( rule.index );
       place_.ruleIndex = rule.index;
@@ -135,7 +151,9 @@ class Normaliser {
               "give each rule of an ACL a name of its own" );
       normalise( rule );
     }
-    std::sort( acl.rules.begin(), acl.rules.end(), []( Rule const& a, Rule const& b ) { return a.index < b.index; } );
+    auto const byIndex = []( Rule const& a, Rule const& b ) { return a.index < b.index; };
+    if ( !std::is_sorted( acl.rules.begin(), acl.rules.end(), byIndex ) )  // rules are large, and mostly come sorted
+      std::sort( acl.rules.begin(), acl.rules.end(), byIndex );
   }
 
   void normalise( Rule& rule ) {

@@ -186,7 +186,7 @@ TEST( NearestWord, CountsSwappedNeighboursAsOneMistakeAndLeavesFarWordsAlone ) {
       { "", "ab" },
   };
   for ( auto const& [want, misspelt] : cases )
-    EXPECT_EQ( want, nearest( misspelt, { "permit", "tcp", "udp", "http", "https", "established" } ) ) << misspelt;
+    EXPECT_EQ( want, nearest( misspelt, { "permit", "tcp", "udp", "ftps", "http", "https", "established" } ) ) << misspelt;
   EXPECT_EQ( "", nearest( std::string( 100'000, 't' ), { "tcp", std::string( 99'999, 't' ) } ) );
 }
 

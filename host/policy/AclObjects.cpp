@@ -1,0 +1,159 @@
+#include "policy/AclObjects.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include "Kiv/Value.h"
+#include "input/NearestWord.h"
+#include "policy/AclAddresses.h"
+#include "policy/PrefixUnion.h"
+
+namespace Orvex::Host {
+
+namespace {
+
+std::string textOf( Vell::IpGenPrefix const& prefix ) { return std::string( Kiv::valueToStrep( prefix ).view() ); }
+
+}  // namespace
+
+// Named lists
+
+NamedList& NamedLists::at( std::string_view name ) {
+  auto const known = byName_.find( name );
+  if ( known != byName_.end() ) return *known->second;
+  lists_.push_back( {} );
+  lists_.back().name = name;
+  byName_.emplace( name, &lists_.back() );
+  return lists_.back();
+}
+
+NamedList& NamedLists::define( AclLine& line ) {
+  std::string_view const word = line.word();
+  NamedList& list = at( line.takeName( "the name of a " + kind_ ) );
+  if ( list.definition )
+    line.fail( word, "there is a " + kind_ + " " + inQuotes( list.name ) + " already",
+               "rename one of the two, or join their entries", { { *list.definition, "the first one" } } );
+  list.definition = line.placeOf( word );
+  return list;
+}
+
+ListReferences NamedLists::readReferences( AclLine& line ) {
+  ListReferences references;
+  for ( std::string_view const word : line.takeNames( "the name of a " + kind_ ) )
+    references.push_back( { &at( unquoted( word ) ), line.placeOf( word ) } );
+  return references;
+}
+
+std::vector<NamedList const*> NamedLists::reachable( ListReferences const& references, std::string const& user,
+                                                     Diagnostics& diagnostics ) {
+  ++visits_;
+  bool usable = true;
+  std::vector<NamedList const*> found;
+  std::vector<std::pair<NamedList*, ListReference const*>> ahead;  // with the reference of the user that leads there
+  auto const visit = [&]( NamedList* list, ListReference const& through ) {
+    if ( std::exchange( list->visit, visits_ ) != visits_ ) ahead.emplace_back( list, &through );
+  };
+  for ( ListReference const& each : references ) {
+    if ( !each.list->definition ) reportUndefined( each, diagnostics );
+    visit( each.list, each );
+  }
+  while ( !ahead.empty() ) {
+    auto const [list, through] = ahead.back();
+    ahead.pop_back();
+    usable = list->definition && isUsable( *list, *through, user, diagnostics ) && usable;
+    found.push_back( list );
+    for ( ListReference const& each : list->nested ) visit( each.list, *through );
+  }
+  return usable ? found : std::vector<NamedList const*>();
+}
+
+bool NamedLists::isUsable( NamedList const& list, ListReference const& through, std::string const& user,
+                           Diagnostics& diagnostics ) const {
+  if ( !list.isEmpty() && !list.hasOnlyExcepts() ) return true;
+  std::string const fault =
+      kind_ + " " + inQuotes( list.name ) + ( list.isEmpty() ? " is empty" : " has only excepts" );
+  std::string const remedy =
+      list.isEmpty() ? "add an entry, or remove the rule"
+      : list.nested.empty()
+          ? "did you mean any except " + textOf( list.addresses.excepts.front() ) + "? Then add the entry \"any\""
+          : "its excepts cut nothing of the lists in it; write them where the addresses stand";
+  diagnostics.error( through.place, user + " uses what matches nothing: " + fault, remedy,
+                     { { *list.definition, "it stands here" } } );
+  return false;
+}
+
+void NamedLists::reportUndefined( ListReference const& reference, Diagnostics& diagnostics ) const {
+  NearestWord nearest( reference.list->name );
+  for ( NamedList const& each : lists_ )
+    if ( each.definition ) nearest.consider( each.name );
+  std::string const question = nearest.question();
+  diagnostics.error( reference.place, "there is no " + kind_ + " " + inQuotes( reference.list->name ),
+                     question.empty() ? "define it, or include the file that does" : question );
+}
+
+void NamedLists::checkNesting( Diagnostics& diagnostics ) const {
+  std::unordered_set<NamedList const*> done;
+  std::unordered_set<NamedList const*> open;
+  for ( NamedList const& start : lists_ ) {
+    std::vector<Step> path{ { &start } };  // of its own, because lists may nest deeper than functions
+    while ( !path.empty() ) {
+      NamedList const* const list = path.back().list;
+      if ( done.contains( list ) || path.back().entered == list->nested.size() ) {
+        done.insert( list );
+        open.erase( list );
+        path.pop_back();
+        continue;
+      }
+      open.insert( list );
+      ListReference const& inner = list->nested[path.back().entered++];
+      if ( !inner.list->definition )
+        reportUndefined( inner, diagnostics );
+      else if ( open.contains( inner.list ) )
+        reportCircle( path, inner, diagnostics );
+      else
+        path.push_back( { inner.list } );
+    }
+  }
+}
+
+void NamedLists::reportCircle( std::vector<Step> const& path, ListReference const& closing,
+                               Diagnostics& diagnostics ) const {
+  std::string chain;
+  auto const start =
+      std::find_if( path.begin(), path.end(), [&closing]( Step const& step ) { return step.list == closing.list; } );
+  std::for_each( start, path.end(), [&chain]( Step const& step ) { chain += inQuotes( step.list->name ) + ", "; } );
+  diagnostics.error( closing.place, kind_ + "s nest in a circle: " + chain + inQuotes( closing.list->name ),
+                     "take one of them out of the next" );
+}
+
+// Prefix lists
+
+SharedPrefixList AclPrefixLists::single( Vell::IpGenPrefix const& prefix ) {
+  if ( prefix.isDefaultRoute() ) return nullptr;
+  SharedPrefixList& list = singles_[prefix];
+  if ( !list ) list = std::make_shared<PrefixList const>( PrefixList{ { prefix }, {} } );
+  return list;
+}
+
+SharedPrefixList AclPrefixLists::none() {
+  if ( !none_ )
+    none_ = std::make_shared<PrefixList const>( PrefixList{ {}, { Vell::IpGenPrefix::defaultRoute( family_ ) } } );
+  return none_;
+}
+
+SharedPrefixList AclPrefixLists::joined( ListReferences const& references, std::string const& user,
+                                         Diagnostics& diagnostics ) {
+  std::vector<NamedList const*> key;
+  for ( ListReference const& each : references ) key.push_back( each.list );
+  SharedPrefixList& known = joined_[key];
+  if ( known ) return known;
+  std::vector<PrefixList const*> lists;
+  for ( NamedList const* const each : named_.reachable( references, user, diagnostics ) )
+    if ( each->hasOwnEntries() ) lists.push_back( &each->addresses );
+  if ( lists.empty() ) return nullptr;
+  known = std::make_shared<PrefixList const>( lists.size() == 1 ? *lists[0] : unionOf( lists ) );
+  return known;
+}
+
+}  // namespace Orvex::Host

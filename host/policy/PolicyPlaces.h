@@ -1,0 +1,43 @@
+#pragma once
+
+/// Where in the user's files a policy's ACLs and rules stand, for messages about a policy that has been read.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "input/SourceFile.h"
+#include "policy/Normalise.h"
+#include "policy/Policy.h"
+
+namespace Orvex::Host {
+
+class PolicyPlaces {
+ public:
+  struct OfAcl {
+    Place acl;
+    std::unordered_map<std::uint32_t, Place> rules;  // by index
+  };
+
+  void aclIs( Vell::AddressFamily family, std::string name, OfAcl places ) {
+    acls_.insert_or_assign( std::pair( family, std::move( name ) ), std::move( places ) );
+  }
+
+  /// The place of the ACL or of the rule; the nearest that is known, or no file.
+  Place placeOf( Vell::AddressFamily family, std::string const& acl, std::optional<std::uint32_t> rule ) const;
+  Place placeOf( PolicyError::Place const& place ) const { return placeOf( place.family, place.acl, place.ruleIndex ); }
+
+ private:
+  std::map<std::pair<Vell::AddressFamily, std::string>, OfAcl> acls_;
+};
+
+/// What readers return: normalised, with the places of what was read.
+struct LocatedPolicy {
+  Policy policy;
+  PolicyPlaces places;
+};
+
+}  // namespace Orvex::Host
