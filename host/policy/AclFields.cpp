@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -151,6 +152,15 @@ class ValueReader {
   std::uint32_t maximum_;
 };
 
+bool areAmong( RangeSet const& protocols, std::initializer_list<std::uint32_t> allowed ) {
+  auto const isAllowed = [&allowed]( ValueRange range ) {
+    for ( std::uint32_t value = range.first; value <= range.last; ++value )
+      if ( std::find( allowed.begin(), allowed.end(), value ) == allowed.end() ) return false;
+    return true;
+  };
+  return !protocols.empty() && std::all_of( protocols.begin(), protocols.end(), isAllowed );
+}
+
 /// Names that mean something else in the other family, or would be thought to.
 void checkProtocolWord( AclLine const& line, Vell::AddressFamily family ) {
   bool const ipv4 = family == Vell::AddressFamily::ipv4;
@@ -186,6 +196,20 @@ RangeSet readProtocols( AclLine& line, Vell::AddressFamily family ) {
     protocols.push_back( ValueReader( line, words ).value() );
   } while ( line.accept( "," ) );
   return protocols;
+}
+
+bool allHavePorts( RangeSet const& protocols ) { return areAmong( protocols, { kTcp, kUdp, kDccp, kSctp, kUdpLite } ); }
+
+bool allHaveIcmpTypes( RangeSet const& protocols ) {
+  return areAmong( protocols, { kIcmp } ) || areAmong( protocols, { kIcmp6 } );
+}
+
+bool allHaveTcpFlags( RangeSet const& protocols ) { return areAmong( protocols, { kTcp } ); }
+
+NumberNames const& icmpTypeNames( RangeSet const& protocols, Vell::AddressFamily family ) {
+  if ( areAmong( protocols, { kIcmp } ) ) return icmpTypeNames( Vell::AddressFamily::ipv4 );
+  if ( areAmong( protocols, { kIcmp6 } ) ) return icmpTypeNames( Vell::AddressFamily::ipv6 );
+  return icmpTypeNames( family );
 }
 
 std::string_view familyKeyword( Vell::AddressFamily family ) {

@@ -45,6 +45,15 @@ std::uint32_t readNumber( AclLine& line, NumberWords const& words );
 /// Fails with: AclLineError.
 RangeSet readProtocols( AclLine& line, Vell::AddressFamily family );
 
+/// Whether a rule names protocols, and every one of them has ports; whether its one protocol has ICMP types; whether it
+/// has TCP flags.
+bool allHavePorts( RangeSet const& protocols );
+bool allHaveIcmpTypes( RangeSet const& protocols );
+bool allHaveTcpFlags( RangeSet const& protocols );
+
+/// The names of ICMP types are those of the rule's protocol; without one, of the ACL's family.
+NumberNames const& icmpTypeNames( RangeSet const& protocols, Vell::AddressFamily family );
+
 /// "ip" or "ipv6", which stands before lists and ACLs and for any protocol.
 std::string_view familyKeyword( Vell::AddressFamily family );
 

@@ -156,4 +156,17 @@ SharedPrefixList AclPrefixLists::joined( ListReferences const& references, std::
   return known;
 }
 
+void AclPrefixLists::addNames( PrefixListNames& names ) const {
+  for ( auto const& [key, list] : joined_ ) {
+    if ( key.size() != 1 || !list ) continue;
+    PrefixList ascending = *list;
+    for ( auto* const prefixes : { &ascending.prefixes, &ascending.excepts } ) {
+      std::sort( prefixes->begin(), prefixes->end() );
+      prefixes->erase( std::unique( prefixes->begin(), prefixes->end() ), prefixes->end() );
+    }
+    auto const [named, isNew] = names.emplace( std::move( ascending ), key[0]->name );
+    if ( !isNew ) named->second = std::min( named->second, key[0]->name );
+  }
+}
+
 }  // namespace Orvex::Host

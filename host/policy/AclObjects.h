@@ -25,6 +25,7 @@
 #include "policy/AclFields.h"
 #include "policy/AclLine.h"
 #include "policy/Policy.h"
+#include "policy/PolicyPlaces.h"
 
 namespace Orvex::Host {
 
@@ -105,6 +106,8 @@ class AclPrefixLists {
   SharedPrefixList none();
   /// Null after errors.
   SharedPrefixList joined( ListReferences const& references, std::string const& user, Diagnostics& diagnostics );
+  /// Adds the names of the lists that were asked for alone.
+  void addNames( PrefixListNames& names ) const;
 
  private:
   struct PrefixHash {

@@ -16,16 +16,6 @@ namespace {
 
 bool isDigit( char each ) { return each >= '0' && each <= '9'; }
 
-/// Whether the rule names protocols, and all of them are among these.
-bool hasOnlyProtocols( RangeSet const& protocols, std::initializer_list<std::uint32_t> allowed ) {
-  auto const isAllowed = [&allowed]( ValueRange range ) {
-    for ( std::uint32_t value = range.first; value <= range.last; ++value )
-      if ( std::find( allowed.begin(), allowed.end(), value ) == allowed.end() ) return false;
-    return true;
-  };
-  return !protocols.empty() && std::all_of( protocols.begin(), protocols.end(), isAllowed );
-}
-
 class RuleReader {
  public:
   RuleReader( AclLine& line, AclRuleContext const& context ) : line_( line ), context_( context ) {}
@@ -121,11 +111,8 @@ class RuleReader {
   void readInit() { result_.rule.tcpInit = true; }
 
   void readIcmpType() {
-    bool const ipv6 = hasOnlyProtocols( ranges()[Field::proto], { kIcmp6 } );
-    bool const ipv4 = hasOnlyProtocols( ranges()[Field::proto], { kIcmp } );
-    auto const family = ipv6 ? Vell::AddressFamily::ipv6 : ipv4 ? Vell::AddressFamily::ipv4 : context_.family;
-    ranges()[Field::icmpType] =
-        readValues( line_, { "ICMP type", maximumOf( Field::icmpType ), icmpTypeNames( family ) } );
+    NumberNames const& names = icmpTypeNames( ranges()[Field::proto], context_.family );
+    ranges()[Field::icmpType] = readValues( line_, { "ICMP type", maximumOf( Field::icmpType ), names } );
   }
   void readDscp() { ranges()[Field::dscp] = readValues( line_, kDscpWords ); }
   void readTtl() { ranges()[Field::ttl] = readValues( line_, { "TTL", maximumOf( Field::ttl ), kNoNames } ); }
@@ -165,15 +152,15 @@ class RuleReader {
 
   void checkProtocols( std::string_view tcpFlags ) const {
     RangeSet const& protocols = result_.rule.ranges[Field::proto];
-    if ( !ports_.empty() && !hasOnlyProtocols( protocols, { kTcp, kUdp, kDccp, kSctp, kUdpLite } ) )
+    if ( !ports_.empty() && !allHavePorts( protocols ) )
       line_.fail( ports_, "ports need a protocol that has them",
                   "write tcp, udp, dccp, sctp or udplite as the protocol" );
     std::string_view const icmpType = seen( "icmp-type" );
-    if ( !icmpType.empty() && !hasOnlyProtocols( protocols, { kIcmp } ) && !hasOnlyProtocols( protocols, { kIcmp6 } ) )
+    if ( !icmpType.empty() && !allHaveIcmpTypes( protocols ) )
       line_.fail( icmpType, "an ICMP type needs its protocol",
                   context_.family == Vell::AddressFamily::ipv4 ? "write icmp as the protocol"
                                                                : "write icmpv6 as the protocol" );
-    if ( !tcpFlags.empty() && !hasOnlyProtocols( protocols, { kTcp } ) )
+    if ( !tcpFlags.empty() && !allHaveTcpFlags( protocols ) )
       line_.fail( tcpFlags, inQuotes( tcpFlags ) + " looks at TCP flags, which other protocols do not have",
                   "write tcp as the protocol" );
   }

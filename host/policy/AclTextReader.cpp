@@ -313,6 +313,7 @@ class AclTextReader {
 
   std::optional<LocatedPolicy> normalisedPolicy() {
     LocatedPolicy result;
+    for ( AclPrefixLists const& lists : prefixLists_ ) lists.addNames( result.listNames );
     for ( OpenAcl& each : acls_ ) {
       PolicyPlaces::OfAcl places{ each.place, {} };
       places.rules.reserve( each.rules.size() );

@@ -124,6 +124,7 @@ class Normaliser {
     std::set<std::pair<Vell::AddressFamily, std::string>> names;
     for ( Acl& acl : policy.acls ) {
       place_ = { acl.family, acl.name, std::nullopt, "", "" };
+      checkName( acl.name );
       if ( acl.name.empty() ) fail( "an ACL has no name", "give every ACL a name" );
       if ( !names.emplace( acl.family, acl.name ).second )
         fail( "the name is used twice in this family", "rename one of the two ACLs, or join their rules" );
@@ -145,6 +146,7 @@ class Normaliser {
       if ( rule.index > kMaxIndex ) fail( "the index is too large", "indices are 0-" + std::to_string( kMaxIndex ) );
       if ( !indices.insert( rule.index ).second )
         fail( "the index is used twice", "give each rule of an ACL an index of its own" );
+      checkName( rule.name );
       auto const [named, isNew] = names.emplace( rule.name, rule.index );
       if ( !isNew )
         fail( "rule " + std::to_string( named->second ) + " is named " + rule.name + " too",
@@ -154,6 +156,13 @@ class Normaliser {
     auto const byIndex = []( Rule const& a, Rule const& b ) { return a.index < b.index; };
     if ( !std::is_sorted( acl.rules.begin(), acl.rules.end(), byIndex ) )  // rules are large, and mostly come sorted
       std::sort( acl.rules.begin(), acl.rules.end(), byIndex );
+  }
+
+  /// Names stand in lines of text, and on terminals.
+  void checkName( std::string const& name ) const {
+    auto const isControl = []( char each ) { return static_cast<unsigned char>( each ) < 0x20 || each == 0x7F; };
+    if ( std::any_of( name.begin(), name.end(), isControl ) )
+      fail( "the name has a control character in it", "names are printable text" );
   }
 
   void normalise( Rule& rule ) {

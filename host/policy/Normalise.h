@@ -13,7 +13,7 @@
 ///
 /// In a normalised policy:
 ///  1. ACLs ascend by family, then name; rules by index. Every rule has a name, and names and indices are unique in the
-///     ACL.
+///     ACL. Names hold no control characters.
 ///  2. Ranges of a set ascend, lie within the field, and have a value between them that is not in the set. No set
 ///     covers its whole field, which matters beyond tidiness: a named port demands a head fragment.
 ///  3. Prefixes are of the ACL's family, ascend, and differ. Equal lists of a family are one object.

@@ -34,10 +34,14 @@ class PolicyPlaces {
   std::map<std::pair<Vell::AddressFamily, std::string>, OfAcl> acls_;
 };
 
-/// What readers return: normalised, with the places of what was read.
+/// The names that the user's file gives to prefix lists, by what they match, for writers.
+using PrefixListNames = std::map<PrefixList, std::string>;
+
+/// What readers return: normalised, with what the model of policies does not hold.
 struct LocatedPolicy {
   Policy policy;
   PolicyPlaces places;
+  PrefixListNames listNames;
 };
 
 }  // namespace Orvex::Host
