@@ -25,8 +25,9 @@ std::string textOf( std::uint32_t ipv4Address ) {
 
 class AddressReader {
  public:
-  AddressReader( AclLine& line, Vell::AddressFamily family, Diagnostics& diagnostics )
-      : line_( line ), family_( family ), diagnostics_( diagnostics ) {}
+  AddressReader( AclLine& line, Vell::AddressFamily family, Diagnostics& diagnostics,
+                 std::span<std::string_view const> otherWords )
+      : line_( line ), family_( family ), diagnostics_( diagnostics ), otherWords_( otherWords ) {}
 
   Vell::IpGenPrefix read() {
     if ( line_.accept( "any" ) ) return Vell::IpGenPrefix::defaultRoute( family_ );
@@ -85,11 +86,12 @@ class AddressReader {
     std::string const expected = std::string( familyName( family_ ) ) + " addresses";
     if ( line_.atEnd() ) line_.failHere( expected );
     NearestWord nearest( line_.word() );
-    for ( char const* const keyword : { "any", "host", "prefix-list", "none", "except", "list" } )
-      nearest.consider( keyword );
+    nearest.consider( "any" );
+    nearest.consider( "host" );
+    for ( std::string_view const each : otherWords_ ) nearest.consider( each );
     std::string const question = nearest.question();
     line_.fail( line_.word(), inQuotes( line_.word() ) + " is no address",
-                question.empty() ? "expected any, host ADDRESS, ADDRESS/LENGTH or a prefix list" : question );
+                question.empty() ? "expected any, host ADDRESS or ADDRESS/LENGTH" : question );
   }
 
   [[noreturn]] void failMalformed( std::string_view text ) const {
@@ -153,12 +155,14 @@ class AddressReader {
   AclLine& line_;
   Vell::AddressFamily family_;
   Diagnostics& diagnostics_;
+  std::span<std::string_view const> otherWords_;
 };
 
 }  // namespace
 
-Vell::IpGenPrefix readAddress( AclLine& line, Vell::AddressFamily family, Diagnostics& diagnostics ) {
-  return AddressReader( line, family, diagnostics ).read();
+Vell::IpGenPrefix readAddress( AclLine& line, Vell::AddressFamily family, Diagnostics& diagnostics,
+                               std::span<std::string_view const> otherWords ) {
+  return AddressReader( line, family, diagnostics, otherWords ).read();
 }
 
 std::string_view familyName( Vell::AddressFamily family ) {

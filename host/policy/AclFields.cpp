@@ -131,20 +131,19 @@ class ValueReader {
     std::uint32_t value = 0;
     auto const [end, error] = std::from_chars( word.data(), word.data() + word.size(), value );
     if ( error != std::errc() || value > maximum_ )
-      line_.fail( word, inQuotes( word ) + " is beyond the field",
-                  "a " + noun() + " is a number from 0 to " + std::to_string( maximum_ ) );
+      line_.fail( word, inQuotes( word ) + " is no " + noun(), expectedNumber() );
     return value;
   }
 
   [[noreturn]] void failUnknown( std::string_view word ) const {
-    if ( line_.atEnd() ) line_.failHere( "a " + noun() );
+    if ( line_.atEnd() ) line_.failHere( ( noun().starts_with( 'I' ) ? "an " : "a " ) + noun() );
     NearestWord nearest( word );
     words_.names.considerFor( nearest );
     std::string const question = nearest.question();
-    line_.fail( word, inQuotes( word ) + " is no " + noun(),
-                question.empty() ? "expected a number from 0 to " + std::to_string( maximum_ ) : question );
+    line_.fail( word, inQuotes( word ) + " is no " + noun(), question.empty() ? expectedNumber() : question );
   }
 
+  std::string expectedNumber() const { return "expected a number from 0 to " + std::to_string( maximum_ ); }
   std::string noun() const { return std::string( words_.noun ); }
 
   AclLine& line_;

@@ -56,7 +56,8 @@ void AclLine::fail( std::string_view part, std::string problem, std::string reme
 }
 
 void AclLine::failHere( std::string_view expected, std::string remedy ) const {
-  std::string const found = atEnd() ? "the line ends here" : inQuotes( word_ ) + " is not expected here";
+  std::string const shown = word_.starts_with( '"' ) ? std::string( word_ ) : inQuotes( word_ );
+  std::string const found = atEnd() ? "the line ends here" : shown + " is not expected here";
   fail( word_, found + ": expected " + std::string( expected ), std::move( remedy ) );
 }
 

@@ -30,9 +30,9 @@ NamedList& NamedLists::at( std::string_view name ) {
 
 NamedList& NamedLists::define( AclLine& line ) {
   std::string_view const word = line.word();
-  NamedList& list = at( line.takeName( "the name of a " + kind_ ) );
+  NamedList& list = at( line.takeName( "a list's name" ) );
   if ( list.definition )
-    line.fail( word, "there is a " + kind_ + " " + inQuotes( list.name ) + " already",
+    line.fail( word, kind_ + " " + inQuotes( list.name ) + " is defined already",
                "rename one of the two, or join their entries", { { *list.definition, "the first one" } } );
   list.definition = line.placeOf( word );
   return list;
@@ -40,7 +40,7 @@ NamedList& NamedLists::define( AclLine& line ) {
 
 ListReferences NamedLists::readReferences( AclLine& line ) {
   ListReferences references;
-  for ( std::string_view const word : line.takeNames( "the name of a " + kind_ ) )
+  for ( std::string_view const word : line.takeNames( "a list's name" ) )
     references.push_back( { &at( unquoted( word ) ), line.placeOf( word ) } );
   return references;
 }
@@ -70,6 +70,7 @@ std::vector<NamedList const*> NamedLists::reachable( ListReferences const& refer
 
 bool NamedLists::isUsable( NamedList const& list, ListReference const& through, std::string const& user,
                            Diagnostics& diagnostics ) const {
+  if ( list.hasFaultyLines ) return false;
   if ( !list.isEmpty() && !list.hasOnlyExcepts() ) return true;
   std::string const fault =
       kind_ + " " + inQuotes( list.name ) + ( list.isEmpty() ? " is empty" : " has only excepts" );
@@ -84,11 +85,19 @@ bool NamedLists::isUsable( NamedList const& list, ListReference const& through, 
 }
 
 void NamedLists::reportUndefined( ListReference const& reference, Diagnostics& diagnostics ) const {
-  NearestWord nearest( reference.list->name );
+  std::string const& name = reference.list->name;
+  std::string const problem = "there is no " + kind_ + " " + inQuotes( name );
+  auto const elsewhere = otherFamily_ != nullptr ? otherFamily_->byName_.find( name ) : byName_.end();
+  if ( otherFamily_ != nullptr && elsewhere != otherFamily_->byName_.end() && elsewhere->second->definition ) {
+    diagnostics.error( reference.place, problem, "lists and ACLs are of one family",
+                       { { *elsewhere->second->definition, "this is an " + otherFamily_->kind_ } } );
+    return;
+  }
+  NearestWord nearest( name );
   for ( NamedList const& each : lists_ )
     if ( each.definition ) nearest.consider( each.name );
   std::string const question = nearest.question();
-  diagnostics.error( reference.place, "there is no " + kind_ + " " + inQuotes( reference.list->name ),
+  diagnostics.error( reference.place, problem,
                      question.empty() ? "define it, or include the file that does" : question );
 }
 

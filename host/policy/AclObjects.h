@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "input/Diagnostics.h"
-#include "policy/AclFields.h"
+#include "policy/AclAddresses.h"
 #include "policy/AclLine.h"
 #include "policy/Policy.h"
 #include "policy/PolicyPlaces.h"
@@ -45,6 +45,8 @@ struct NamedList {
   PrefixList addresses;
   RangeSet ports;
   ListReferences nested;
+  /// What is missing is known already.
+  bool hasFaultyLines = false;
   /// The last search that came here.
   std::size_t visit = 0;
 
@@ -56,7 +58,7 @@ struct NamedList {
 /// All lists of one kind, by name.
 class NamedLists {
  public:
-  /// `kind` is for messages: "prefix list".
+  /// `kind` is for messages: "IPv4 prefix list".
   explicit NamedLists( std::string kind ) : kind_( std::move( kind ) ) {}
 
   /// The list of that name, which is yet to be defined when it is new.
@@ -65,6 +67,9 @@ class NamedLists {
   NamedList& define( AclLine& line );
   /// Reads NAME, NAME ...
   ListReferences readReferences( AclLine& line );
+
+  /// Where to look for a list that is missing here, for its message.
+  void otherFamilyIs( NamedLists const& lists ) { otherFamily_ = &lists; }
 
   /// Reports nested lists that are not defined, and lists that nest in a circle.
   void checkNesting( Diagnostics& diagnostics ) const;
@@ -87,6 +92,7 @@ class NamedLists {
   void reportCircle( std::vector<Step> const& path, ListReference const& closing, Diagnostics& diagnostics ) const;
 
   std::string kind_;
+  NamedLists const* otherFamily_ = nullptr;
   std::size_t visits_ = 0;
   std::deque<NamedList> lists_;  // in order of first mention
   std::map<std::string, NamedList*, std::less<>> byName_;
@@ -97,7 +103,7 @@ class NamedLists {
 class AclPrefixLists {
  public:
   explicit AclPrefixLists( Vell::AddressFamily family )
-      : family_( family ), named_( std::string( familyKeyword( family ) ) + " prefix list" ) {}
+      : family_( family ), named_( std::string( familyName( family ) ) + " prefix list" ) {}
 
   NamedLists& named() noexcept { return named_; }
   /// Of a single prefix; null for the default route.

@@ -16,6 +16,13 @@ namespace {
 
 bool isDigit( char each ) { return each >= '0' && each <= '9'; }
 
+/// What an address's place in a rule can hold beside an address.
+constexpr std::string_view kOtherAddresses[] = { "none", "prefix-list" };
+
+/// What else a line in an ACL can be.
+constexpr std::string_view kLineBeginnings[] = { "permit", "deny", "default",   "protocol-check", "remark",
+                                                 "ip",     "ipv6", "port-list", "include" };
+
 class RuleReader {
  public:
   RuleReader( AclLine& line, AclRuleContext const& context ) : line_( line ), context_( context ) {}
@@ -51,8 +58,7 @@ class RuleReader {
     std::string_view const word = line_.word();
     if ( word != "permit" && word != "deny" ) {
       NearestWord nearest( word );
-      nearest.consider( "permit" );
-      nearest.consider( "deny" );
+      for ( std::string_view const each : kLineBeginnings ) nearest.consider( each );
       line_.failHere( "permit or deny", nearest.question() );
     }
     action().dropEnabled = line_.take() == "deny";
@@ -65,7 +71,7 @@ class RuleReader {
       references = context_.prefixLists.named().readReferences( line_ );
       return nullptr;
     }
-    return context_.prefixLists.single( readAddress( line_, context_.family, context_.diagnostics ) );
+    return context_.prefixLists.single( readAddress( line_, context_.family, context_.diagnostics, kOtherAddresses ) );
   }
 
   RangeSet readPorts( ListReferences& references ) {

@@ -22,6 +22,9 @@ namespace {
 /// Rules that have no number of their own get the next multiple.
 constexpr std::uint32_t kNumberStep = 10;
 
+/// What a line in a prefix list can begin with beside an address, and what ends the list.
+constexpr std::string_view kPrefixListWords[] = { "except", "list", "remark", "ip", "ipv6", "port-list", "include" };
+
 std::string textOf( Acl const& acl ) { return std::string( familyKeyword( acl.family ) ) + " access-list " + acl.name; }
 
 struct RulePlace {
@@ -51,7 +54,10 @@ class AclTextReader {
   explicit AclTextReader( Diagnostics& diagnostics )
       : diagnostics_( diagnostics ),
         prefixLists_{ AclPrefixLists( Vell::AddressFamily::ipv4 ), AclPrefixLists( Vell::AddressFamily::ipv6 ) },
-        portLists_( "port list" ) {}
+        portLists_( "port list" ) {
+    prefixLists_[0].named().otherFamilyIs( prefixLists_[1].named() );
+    prefixLists_[1].named().otherFamilyIs( prefixLists_[0].named() );
+  }
 
   void read( std::shared_ptr<SourceFile const> const& file ) {
     std::string path = identity( file->name() );
@@ -103,6 +109,7 @@ class AclTextReader {
     } catch ( AclLineError const& error ) {
       Diagnostic const& found = error.diagnostic();
       diagnostics_.error( found.place, found.problem, found.remedy, found.related );
+      if ( block_ == Block::prefixList || block_ == Block::portList ) list_->hasFaultyLines = true;
     }
   }
 
@@ -157,7 +164,7 @@ class AclTextReader {
     block_ = Block::acl;
     auto const [first, isNew] = aclsByName_[Kiv::enumValue( family )].emplace( open.acl.name, &open );
     if ( !isNew )
-      line.fail( word, "there is an " + textOf( open.acl ) + " already", "rename one of the two, or join their rules",
+      line.fail( word, textOf( open.acl ) + " is defined already", "rename one of the two, or join their rules",
                  { { first->second->place, "the first one" } } );
     if ( line.word() == "default" ) readDefault( line );
     line.expectEnd();
@@ -261,7 +268,7 @@ class AclTextReader {
     bool const excepted = line.accept( "except" );
     if ( excepted && line.word() == "list" ) line.failHere( "an address", "except takes addresses; lists only add" );
     auto& prefixes = excepted ? list_->addresses.excepts : list_->addresses.prefixes;
-    prefixes.push_back( readAddress( line, listFamily_, diagnostics_ ) );
+    prefixes.push_back( readAddress( line, listFamily_, diagnostics_, kPrefixListWords ) );
     line.expectEnd();
   }
 

@@ -138,7 +138,9 @@ TEST( Diagnostics, ComeByFileAndPlaceWithRelatedPlacesBehindTheirMessage ) {
   auto const second = SourceFile::fromText( "b.acl", "three", unread );
   Diagnostics diagnostics;
   diagnostics.warning( { first, 2, 1, 1 }, "B" );
-  diagnostics.error( { second, 1, 1, 1 }, "C", "see the first", { { { first, 2, 2, 1 }, "here" } } );
+  std::vector<RelatedPlace> related( 1 );
+  related[0] = { { first, 2, 2, 1 }, "here" };
+  diagnostics.error( { second, 1, 1, 1 }, "C", "see the first", related );
   diagnostics.note( { first, 1, 3, 1 }, "A" );
   EXPECT_EQ(
       "edge.acl:1:3: note: A\none\n  ^\n"
