@@ -10,7 +10,7 @@ namespace {
 
 // clang-format off
 
-/// IANA, "Service Name and Transport Protocol Port Number Registry".
+/// IANA, "Service Name and Transport Protocol Port Number Registry"; without sflow, which is a keyword behind ports.
 constexpr NamedNumber kServices[] = {
     { "acr-nema", 104 }, { "afpovertcp", 548 }, { "afs3-bos", 7007 }, { "afs3-callback", 7001 },
     { "afs3-fileserver", 7000 }, { "afs3-kaserver", 7004 }, { "afs3-prserver", 7002 }, { "afs3-rmtsys", 7009 },
@@ -58,7 +58,7 @@ constexpr NamedNumber kServices[] = {
     { "ripngd", 2603 }, { "rmiregistry", 1099 }, { "rmtcfg", 1236 }, { "rootd", 1094 }, { "route", 520 },
     { "rpc2portmap", 369 }, { "rpki-rtr", 323 }, { "rpki-rtr-tls", 324 }, { "rplay", 5555 }, { "rsync", 873 },
     { "rtcm-sc104", 2101 }, { "rtmp", 1935 }, { "rtsp", 554 }, { "sa-msg-port", 1646 }, { "saft", 487 },
-    { "sane-port", 6566 }, { "secure-mqtt", 8883 }, { "sflow", 6343 }, { "sge-execd", 6445 }, { "sge-qmaster", 6444 },
+    { "sane-port", 6566 }, { "secure-mqtt", 8883 }, { "sge-execd", 6445 }, { "sge-qmaster", 6444 },
     { "sgi-cad", 17004 }, { "sgi-cmsd", 17001 }, { "sgi-crsd", 17002 }, { "sgi-gcd", 17003 }, { "shell", 514 },
     { "sieve", 4190 }, { "silc", 706 }, { "sip", 5060 }, { "sip-tls", 5061 }, { "sips", 5061 }, { "skkserv", 1178 },
     { "slp", 427 }, { "smtp", 25 }, { "smux", 199 }, { "snmp", 161 }, { "snmp-trap", 162 }, { "snmptls", 10161 },
@@ -112,12 +112,12 @@ constexpr NamedNumber kIcmp6Types[] = {
     { "router-solicitation", 133 }, { "rpl-control", 155 }, { "time-exceeded", 3 }, { "unreachable", 1 },
 };
 
-/// IANA, "Differentiated Services Field Codepoints (DSCP)".
+/// IANA, "Differentiated Services Field Codepoints (DSCP)"; without le, which would be taken for "less or equal".
 constexpr NamedNumber kDscps[] = {
     { "af11", 10 }, { "af12", 12 }, { "af13", 14 }, { "af21", 18 }, { "af22", 20 }, { "af23", 22 }, { "af31", 26 },
     { "af32", 28 }, { "af33", 30 }, { "af41", 34 }, { "af42", 36 }, { "af43", 38 }, { "cs0", 0 }, { "cs1", 8 },
     { "cs2", 16 }, { "cs3", 24 }, { "cs4", 32 }, { "cs5", 40 }, { "cs6", 48 }, { "cs7", 56 }, { "default", 0 },
-    { "ef", 46 }, { "le", 1 }, { "va", 44 }, { "voice-admit", 44 },
+    { "ef", 46 }, { "va", 44 }, { "voice-admit", 44 },
 };
 
 // clang-format on

@@ -138,8 +138,10 @@ TEST( Diagnostics, ComeByFileAndPlaceWithRelatedPlacesBehindTheirMessage ) {
   auto const second = SourceFile::fromText( "b.acl", "three", unread );
   Diagnostics diagnostics;
   diagnostics.warning( { first, 2, 1, 1 }, "B" );
+  Place const inFirst{ first, 2, 2, 1 };
   std::vector<RelatedPlace> related( 1 );
-  related[0] = { { first, 2, 2, 1 }, "here" };
+  related[0].place = inFirst;
+  related[0].text = "here";
   diagnostics.error( { second, 1, 1, 1 }, "C", "see the first", related );
   diagnostics.note( { first, 1, 3, 1 }, "A" );
   EXPECT_EQ(
@@ -188,7 +190,8 @@ TEST( NearestWord, CountsSwappedNeighboursAsOneMistakeAndLeavesFarWordsAlone ) {
       { "", "ab" },
   };
   for ( auto const& [want, misspelt] : cases )
-    EXPECT_EQ( want, nearest( misspelt, { "permit", "tcp", "udp", "ftps", "http", "https", "established" } ) ) << misspelt;
+    EXPECT_EQ( want, nearest( misspelt, { "permit", "tcp", "udp", "ftps", "http", "https", "established" } ) )
+        << misspelt;
   EXPECT_EQ( "", nearest( std::string( 100'000, 't' ), { "tcp", std::string( 99'999, 't' ) } ) );
 }
 

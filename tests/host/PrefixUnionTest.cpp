@@ -1,0 +1,69 @@
+#include "policy/PrefixUnion.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "host/PolicyNotation.h"
+#include "host/RandomPolicy.h"
+#include "verify/Interpreter.h"
+
+namespace Orvex::Host::Test {
+
+namespace {
+
+PrefixList joined( std::vector<SharedPrefixList> const& lists ) {
+  std::vector<PrefixList const*> pointers;
+  for ( auto const& each : lists ) pointers.push_back( each.get() );
+  return unionOf( pointers );
+}
+
+std::vector<SharedPrefixList> listsOf( Acl const& acl ) {
+  std::vector<SharedPrefixList> lists;
+  for ( Rule const& rule : acl.rules )
+    for ( auto const& list : { rule.source, rule.destination } )
+      if ( list ) lists.push_back( list );
+  return lists;
+}
+
+}  // namespace
+
+TEST( PrefixUnion, ExceptsOfOneListCutNothingOfAnother ) {
+  struct {
+    char const* want;
+    std::vector<SharedPrefixList> from;
+  } const cases[] = {
+      { "10.0.0.0/8", { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.0.0.0/8" ) } },
+      { "10.0.0.0/8 10.1.2.0/24 !10.1.0.0/16 !10.1.2.128/25",
+        { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.1.2.0/24 !10.1.2.128/25" ) } },
+      { "10.0.0.0/8 !10.1.0.0/16",
+        { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.0.0.0/8 !10.1.0.0/16 !10.2.0.0/16" ),
+          prefixes( "10.2.3.0/24 10.2.0.0/16" ) } },
+      { "0.0.0.0/0", { prefixes( "0.0.0.0/0 !10.0.0.0/8" ), prefixes( "10.0.0.0/8" ), prefixes( "10.1.0.0/16" ) } },
+      { "10.0.0.0/8", { prefixes( "10.0.0.0/8 !10.0.0.0/8" ), prefixes( "!0.0.0.0/0" ) } },
+      { "", { prefixes( "!10.0.0.0/8" ), prefixes( "" ) } },
+  };
+  for ( auto const& [want, from] : cases ) {
+    EXPECT_EQ( want, textOf( joined( from ) ) );
+  }
+}
+
+TEST( PrefixUnion, MatchesWhatAnyOfTheListsMatchesByItself ) {
+  for ( std::uint64_t seed = 1; seed <= 300; ++seed ) {
+    SCOPED_TRACE( "seed " + std::to_string( seed ) );
+    Random random( seed );
+    Acl const acl = randomRawPolicy( random ).acls[0];
+    auto const lists = listsOf( acl );
+    if ( lists.empty() ) continue;
+    auto const result = std::make_shared<PrefixList const>( joined( lists ) );
+    RandomPackets packets( random, acl );
+    for ( int i = 0; i != 200; ++i ) {
+      auto const address = packets.next().source;
+      bool const want = std::any_of( lists.begin(), lists.end(),
+                                     [&]( auto const& list ) { return Verify::matches( list, address ); } );
+      ASSERT_EQ( want, Verify::matches( result, address ) ) << textOf( *result );
+    }
+  }
+}
+
+}  // namespace Orvex::Host::Test
