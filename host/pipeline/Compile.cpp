@@ -1,0 +1,253 @@
+#include "pipeline/Compile.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "Kiv/System.h"
+#include "Orvex/OrvexRootSm.h"
+#include "pipeline/FailureLines.h"
+#include "pipeline/StageMembers.h"
+#include "policy/AclConfigBuilder.h"
+
+namespace Orvex::Host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Stage = OrvexActiveStage;
+
+constexpr std::chrono::milliseconds kPollInterval{ 1 };
+
+std::string costText( std::vector<Cost> const& costs ) {
+  std::string text;
+  for ( Cost const& cost : costs )
+    text += ( text.empty() ? "; most cost " : "; " ) + cost.what + " (" + std::to_string( cost.amount ) + ")";
+  return text;
+}
+
+/// One version's kick, from its root to its end. A kick that has not come to its end when this goes is taken back.
+class Kick {
+ public:
+  Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& options );
+  ~Kick();
+  Kick( Kick const& ) = delete;
+  Kick& operator=( Kick const& ) = delete;
+
+  CompileResult run();
+
+ private:
+  bool step();
+  void noteEndedStages();
+  bool waitForDriver();
+  void takeBack();
+
+  double kickTime() const { return root_->stageControllerStatus()->kickTime(); }
+  bool loadMade() const;
+  std::optional<std::string> objection( PDData const& snapshot ) const;
+
+  void end( CompileOutcome outcome, std::string message );
+  void endWithFailure( StageMember const& member );
+  std::string labelMessage( StageMember const& member );
+  std::string refusalMessage();
+  void fillFigures();
+
+  ChipDriver& chip_;
+  CompileOptions const& options_;
+  FailureLines failures_;
+  Kiv::Ptr<Brae::TimerWheel> wheel_ = Kiv::make<Brae::TimerWheel>();
+  Kiv::Ptr<AclConfigColl> config_;
+  Kiv::Ptr<RootConfig> rootConfig_;
+  Kiv::Ptr<RootStatus> rootStatus_;
+  Kiv::Ptr<PDData> snapshotBefore_;
+  Kiv::Ptr<OrvexRootSm> root_;
+  std::optional<StageMembers> members_;
+  std::optional<CompileReporter> reporter_;
+
+  CompileResult result_;
+  Stage running_ = Stage::stageAggregator;
+  Clock::time_point stageBegan_ = Clock::now();
+  Clock::time_point lastSign_ = Clock::now();
+  bool settled_ = false;  // the chip has answered everything that the loader asked
+};
+
+Kick::Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& options )
+    : chip_( chip ), options_( options ), snapshotBefore_( chip.pdConfig()->currPDData() ) {
+  Brae::ChipId const chipId = chip.pdConfig()->chipId();
+  config_ = Kiv::make<AclConfigColl>( chipId );
+  buildAclConfig( policy, *config_ );
+  rootConfig_ = Kiv::make<RootConfig>( chipId );
+  rootStatus_ = Kiv::make<RootStatus>( chipId );
+  auto const parameters = Kiv::make<Brae::ParamConfig>();
+  bool const permit = chip.profile().hitfulPolicy == HitfulPolicy::permit;
+  parameters->hitfulUpdatePolicyIs( permit ? Brae::ParamConfig::kPermit : Brae::ParamConfig::kDeny );
+  chip.versionIs( { defaultActionsOf( policy ), [this]( PDData const& data ) { return objection( data ); } } );
+  root_ = orvexRootSmFactory( chipId, chip.hwCapability(), rootConfig_, rootStatus_, config_, parameters,
+                              chip.pdConfig(), chip.pdStatus(), wheel_ );
+  members_.emplace( *root_->stageSmStatus() );
+}
+
+Kick::~Kick() {
+  if ( settled_ )
+    root_ = nullptr;
+  else
+    takeBack();
+}
+
+CompileResult Kick::run() {
+  if ( options_.progress ) options_.progress( running_ );
+  rootConfig_->orvexKickRequestIs( OrvexKickRequest::orvexStart );
+  rootConfig_->orvexKickTimeIs( Kiv::System::currentTime() );
+  noteEndedStages();
+  while ( step() ) noteEndedStages();
+  result_.trace = failures_.lines();
+  // A refusal is traced once for each status of the chip.
+  result_.trace.erase( std::unique( result_.trace.begin(), result_.trace.end() ), result_.trace.end() );
+  return std::move( result_ );
+}
+
+/// False when the kick has ended.
+bool Kick::step() {
+  if ( StageMember const* const member = members_->failed( kickTime() ) ) {
+    endWithFailure( *member );
+    return false;
+  }
+  if ( rootStatus_->kickProgress() != OrvexProgress::orvexRunning ) {
+    bool const success = rootStatus_->kickProgress() == OrvexProgress::orvexFinishedSuccess;
+    settled_ = success;
+    end( success ? CompileOutcome::loaded : CompileOutcome::failed, std::string( rootStatus_->kickMessage().view() ) );
+    return false;
+  }
+  if ( options_.cancelled && options_.cancelled() && !loadMade() ) {
+    end( CompileOutcome::cancelled, "cancelled" );
+    return false;
+  }
+  if ( wheel_->due() ) {
+    wheel_->service();
+  } else if ( !chip_.serve() ) {
+    if ( waitForDriver() ) return true;
+    end( CompileOutcome::driverSilent,
+         "the chip's driver has been silent for " + std::to_string( options_.driverTimeout.count() ) + " ms" );
+    return false;
+  }
+  lastSign_ = Clock::now();
+  return true;
+}
+
+void Kick::noteEndedStages() {
+  while ( running_ != Stage::stageInit && members_->ended( running_, kickTime() ) ) {
+    auto const now = Clock::now();
+    result_.stages.push_back( { running_, now - stageBegan_ } );
+    stageBegan_ = now;
+    running_ = running_ == Stage::stageLoader ? Stage::stageInit : static_cast<Stage>( Kiv::enumValue( running_ ) + 1 );
+    if ( running_ != Stage::stageInit && options_.progress ) options_.progress( running_ );
+  }
+  // The loader publishes the snapshot, and takes it back when it is refused.
+  auto const& published = chip_.pdConfig()->currPDData();
+  if ( running_ == Stage::stageLoader && published != snapshotBefore_ ) result_.snapshot = published;
+  if ( chip_.pdConfig()->globalAclControl() != GlobalAclControl::doNotApply ) result_.hitful = true;
+}
+
+/// False when it has been silent for too long.
+bool Kick::waitForDriver() {
+  if ( Clock::now() - lastSign_ >= options_.driverTimeout ) return false;
+  std::this_thread::sleep_for( kPollInterval );
+  return true;
+}
+
+bool Kick::loadMade() const {
+  return chip_.pdStatus()->pdAclRuleIpv6EntryStatus() == ResourceStatus( kickTime(), ResponseState::loaded );
+}
+
+std::optional<std::string> Kick::objection( PDData const& snapshot ) const {
+  if ( auto stage = members_->objection( kickTime() ) ) return stage;
+  return options_.objection ? options_.objection( snapshot ) : std::nullopt;
+}
+
+/// With the root no loader is bound to the chip's entities any more, and what it began can be undone on both sides.
+void Kick::takeBack() {
+  bool const made = loadMade();
+  root_ = nullptr;
+  chip_.pdConfig()->globalAclControlIs( GlobalAclControl::doNotApply );
+  chip_.requestsDelAll();
+  if ( !made ) chip_.pdConfig()->currPDDataIs( snapshotBefore_ );
+}
+
+// Results
+
+void Kick::end( CompileOutcome outcome, std::string message ) {
+  result_.outcome = outcome;
+  result_.message = std::move( message );
+  if ( outcome != CompileOutcome::loaded && result_.stage == Stage::stageInit ) result_.stage = running_;
+  fillFigures();
+}
+
+void Kick::endWithFailure( StageMember const& member ) {
+  reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
+  result_.stage = member.stage;
+  std::string message;
+  switch ( member.stage ) {
+    case Stage::stageLoader:
+      settled_ = true;
+      return end( CompileOutcome::refused, refusalMessage() );
+    case Stage::stagePrefixXform:
+    case Stage::stageRangeSplit:
+    case Stage::stageComboLabelSplit:
+    case Stage::stagePrefixEncoder:
+    case Stage::stageRangeEncoder:
+    case Stage::stageComboLabelEncoder:
+      return end( CompileOutcome::failed, labelMessage( member ) );
+    case Stage::stageComboLabelResolver:
+      result_.costliest = reporter_->rulesWithMostPairs( std::get<ComboLabelSetType>( *member.table ) );
+      break;
+    case Stage::stageRuleExpander: {
+      std::vector<Cost> costs;
+      for ( RuleUse const& rule : reporter_->rules( nullptr ) )
+        costs.push_back( { ruleText( rule.acl, rule.index ), rule.product } );
+      result_.costliest = costliest( std::move( costs ) );
+      break;
+    }
+    default:
+      break;
+  }
+  message = failures_.lines().empty() ? "failed" : failures_.lines().back();
+  end( CompileOutcome::failed, message + costText( result_.costliest ) );
+}
+
+std::string Kick::labelMessage( StageMember const& member ) {
+  LabelUse const use = reporter_->labelsOf( *member.table );
+  result_.costliest = reporter_->setsWithMostLabels( *member.table );
+  return use.table + " needs " + std::to_string( use.needed ) + " labels, and " + std::to_string( use.widthBits ) +
+         " bits have " + std::to_string( use.available ) + costText( result_.costliest );
+}
+
+std::string Kick::refusalMessage() {
+  if ( !chip_.refusal() ) return "the chip has refused the snapshot";
+  result_.shortages = chip_.refusal()->shortages;
+  if ( result_.shortages.empty() ) return chip_.refusal()->reason;
+  std::string text = "it does not fit chip " + chip_.profile().name;
+  for ( Shortage& shortage : result_.shortages ) {
+    if ( shortage.costliest.empty() ) shortage.costliest = reporter_->largestSets( shortage.resource );
+    text += "; " + textOf( shortage );
+  }
+  return text;
+}
+
+void Kick::fillFigures() {
+  if ( !reporter_ ) reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
+  double const kick = kickTime();
+  if ( members_->ended( Stage::stageComboLabelSplit, kick ) ) result_.labels = reporter_->labels();
+  StageMember const* const failed = members_->failed( kick );
+  if ( members_->ended( Stage::stageComboLabelEncoder, kick ) &&
+       ( !failed || failed->stage >= Stage::stageRuleExpander ) )
+    result_.rules = reporter_->rules( result_.snapshot ? result_.snapshot->pdAclColl().get() : nullptr );
+  if ( result_.snapshot ) result_.use = useOf( *result_.snapshot, shapeOf( chip_.profile() ) );
+}
+
+}  // namespace
+
+CompileResult compile( Policy const& policy, ChipDriver& chip, CompileOptions const& options ) {
+  return Kick( policy, chip, options ).run();
+}
+
+}  // namespace Orvex::Host

@@ -1,0 +1,106 @@
+#pragma once
+
+/// What a compile came to, in figures: labels, and entries rule by rule with the arithmetic behind them.
+///
+///     rule 40   3 source x 2 port = 6 entries
+///     dport     needs 12 labels of 63, which 6 bits have beside the invalid value
+///
+/// All of it is read from the stages' statuses, while their root lives.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Orvex/OrvexEncoderTypes.h"
+#include "Orvex/OrvexPDData.h"
+#include "Orvex/OrvexStageControllerTypes.h"
+#include "Orvex/OrvexXformTypes.h"
+#include "chip/ChipProfile.h"
+#include "chip/TableUse.h"
+#include "pipeline/StageMembers.h"
+
+namespace Orvex::Host {
+
+/// One label table that is on.
+struct LabelUse {
+  /// "ipv4 source", "dport", "srcDstL4Port"
+  std::string table;
+  std::uint64_t widthBits = 0;
+  std::uint64_t needed = 0;
+  /// All values but the invalid one.
+  std::uint64_t available = 0;
+};
+
+/// One factor of a rule's entries: the length of its list for a field.
+struct Factor {
+  TcamFieldType field = TcamFieldType::tcamFieldTypeNone;
+  std::uint64_t entries = 0;
+
+  friend bool operator==( Factor const&, Factor const& ) = default;
+};
+
+/// A rule's entries: the product of the factors, without those that an earlier rule of the ACL has.
+struct RuleUse {
+  PDAclKey acl;
+  std::uint32_t index = 0;
+  std::vector<Factor> factors;
+  /// At most the greatest number; 1 for a rule that matches everything.
+  std::uint64_t product = 1;
+  std::uint64_t entries = 0;
+};
+
+/// The field of a factor as messages have it: "source", "port pair".
+std::string_view factorText( TcamFieldType field );
+
+/// "3 source x 2 port = 6"
+std::string arithmeticOf( RuleUse const& rule );
+
+class CompileReporter {
+ public:
+  CompileReporter( StageSmStatus const& statuses, ChipProfile const& profile );
+
+  /// Requires: the transforms have ended.
+  std::vector<LabelUse> labels() const;
+  /// Requires: as labels().
+  LabelUse labelsOf( LabelTable const& table ) const;
+  /// By ACL and index. Requires: the encoders have ended. `acls` is null when the expander has failed.
+  std::vector<RuleUse> rules( PDAclColl const* acls ) const;
+
+  /// The sets of a table with the most labels, each named by the first rule that has it.
+  std::vector<Cost> setsWithMostLabels( LabelTable const& table ) const;
+  /// The pairs of source and destination sets of rules that make the most pairs of labels.
+  std::vector<Cost> rulesWithMostPairs( ComboLabelSetType type ) const;
+  /// The sets that take the most of the room of label tables.
+  std::vector<Cost> largestSets( Resource resource ) const;
+
+ private:
+  struct RuleRef {
+    PDAclKey acl;
+    std::uint32_t index;
+    Kiv::Ptr<GenSetIpRule const> rule;
+  };
+  struct SetSize {
+    LabelTable table;
+    GenSetKey key;
+    std::uint64_t size;
+  };
+
+  std::uint64_t labelCount( LabelTable const& table ) const;
+  ChipProfile::Encoding const& encodingOf( LabelTable const& table ) const;
+  Kiv::Ptr<XformStatus const> xformOf( LabelTable const& table ) const;
+  Kiv::Ptr<EncoderStatus const> encoderOf( LabelTable const& table ) const;
+  Kiv::Ptr<ComboLabelInfo const> comboInfoOf( ComboLabelSetType type ) const;
+  /// The set that a rule has in a table; key 0 when it has none.
+  GenSetKey keyOf( RuleRef const& rule, LabelTable const& table ) const;
+  std::uint64_t listSize( LabelTable const& table, GenSetKey key ) const;
+  std::vector<Factor> factorsOf( RuleRef const& rule ) const;
+  std::vector<Cost> named( std::vector<SetSize> sets ) const;
+
+  Kiv::Ptr<AggregatorStatus const> aggregator_;
+  StageSmStatus const& statuses_;
+  ChipProfile const& profile_;
+  std::vector<RuleRef> rules_;  // by ACL and index
+};
+
+}  // namespace Orvex::Host
