@@ -26,6 +26,13 @@ std::string costText( std::vector<Cost> const& costs ) {
   return text;
 }
 
+/// "RuleExpanderSm(0)::doBuildExpandedRules: ACL ..." without the place that traced it.
+std::string withoutPlace( std::string const& line ) {
+  std::size_t const function = line.find( "::" );
+  std::size_t const text = function == std::string::npos ? function : line.find( ": ", function );
+  return text == std::string::npos ? line : line.substr( text + 2 );
+}
+
 /// One version's kick, from its root to its end. A kick that has not come to its end when this goes is taken back.
 class Kick {
  public:
@@ -49,6 +56,8 @@ class Kick {
   void end( CompileOutcome outcome, std::string message );
   void endWithFailure( StageMember const& member );
   std::string labelMessage( StageMember const& member );
+  std::string pairMessage( LabelTable const& table ) const;
+  std::string tracedMessage() const;
   std::string refusalMessage();
   void fillFigures();
 
@@ -185,7 +194,6 @@ void Kick::end( CompileOutcome outcome, std::string message ) {
 void Kick::endWithFailure( StageMember const& member ) {
   reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
   result_.stage = member.stage;
-  std::string message;
   switch ( member.stage ) {
     case Stage::stageLoader:
       settled_ = true;
@@ -199,7 +207,7 @@ void Kick::endWithFailure( StageMember const& member ) {
       return end( CompileOutcome::failed, labelMessage( member ) );
     case Stage::stageComboLabelResolver:
       result_.costliest = reporter_->rulesWithMostPairs( std::get<ComboLabelSetType>( *member.table ) );
-      break;
+      return end( CompileOutcome::failed, pairMessage( *member.table ) );
     case Stage::stageRuleExpander: {
       std::vector<Cost> costs;
       for ( RuleUse const& rule : reporter_->rules( nullptr ) )
@@ -210,8 +218,20 @@ void Kick::endWithFailure( StageMember const& member ) {
     default:
       break;
   }
-  message = failures_.lines().empty() ? "failed" : failures_.lines().back();
-  end( CompileOutcome::failed, message + costText( result_.costliest ) );
+  end( CompileOutcome::failed, tracedMessage() + costText( result_.costliest ) );
+}
+
+/// What the stage has traced last: it then ended.
+std::string Kick::tracedMessage() const {
+  return failures_.lines().empty() ? "failed" : withoutPlace( failures_.lines().back() );
+}
+
+std::string Kick::pairMessage( LabelTable const& table ) const {
+  std::uint64_t const limit = chip_.hwCapability()->maxComboPairs();
+  if ( limit == 0 || result_.costliest.empty() || result_.costliest.front().amount <= limit ) return tracedMessage();
+  return tableText( table ) + " would combine " + std::to_string( result_.costliest.front().amount ) +
+         " pairs of labels for one rule, and " + std::to_string( limit ) + " are allowed" +
+         costText( result_.costliest );
 }
 
 std::string Kick::labelMessage( StageMember const& member ) {
@@ -236,7 +256,7 @@ std::string Kick::refusalMessage() {
 void Kick::fillFigures() {
   if ( !reporter_ ) reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
   double const kick = kickTime();
-  if ( members_->ended( Stage::stageComboLabelSplit, kick ) ) result_.labels = reporter_->labels();
+  result_.labels = reporter_->labels( kick );
   StageMember const* const failed = members_->failed( kick );
   if ( members_->ended( Stage::stageComboLabelEncoder, kick ) &&
        ( !failed || failed->stage >= Stage::stageRuleExpander ) )

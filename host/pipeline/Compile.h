@@ -72,7 +72,7 @@ struct CompileResult {
 
   /// The stages that ended, in order.
   std::vector<StageTime> stages;
-  /// Of the label tables that are on, once the transforms have ended.
+  /// Of the label tables that are on and whose labels were counted before the kick ended.
   std::vector<LabelUse> labels;
   /// By ACL and index, once the encoders have ended.
   std::vector<RuleUse> rules;

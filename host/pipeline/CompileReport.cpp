@@ -4,6 +4,8 @@
 #include <array>
 #include <map>
 #include <set>
+#include <tuple>
+#include <unordered_map>
 
 namespace Orvex::Host {
 
@@ -82,10 +84,10 @@ CompileReporter::CompileReporter( StageSmStatus const& statuses, ChipProfile con
 
 // Labels
 
-std::vector<LabelUse> CompileReporter::labels() const {
+std::vector<LabelUse> CompileReporter::labels( double kickTime ) const {
   std::vector<LabelUse> uses;
   for ( LabelTable const& table : allTables() )
-    if ( encodingOf( table ).isOn() ) uses.push_back( labelsOf( table ) );
+    if ( encodingOf( table ).isOn() && xformOf( table )->kickTime() == kickTime ) uses.push_back( labelsOf( table ) );
   return uses;
 }
 
@@ -158,7 +160,7 @@ std::vector<Cost> CompileReporter::setsWithMostLabels( LabelTable const& table )
   std::vector<SetSize> sets;
   auto const& lists = xformOf( table )->plainLabelListMap()->plainLabelList();
   for ( auto list = lists.begin(); list; ++list ) sets.push_back( { table, list.key(), list.value()->label().size() } );
-  return named( std::move( sets ) );
+  return named( sets );
 }
 
 std::vector<Cost> CompileReporter::rulesWithMostPairs( ComboLabelSetType type ) const {
@@ -197,23 +199,35 @@ std::vector<Cost> CompileReporter::largestSets( Resource resource ) const {
       for ( auto set = all.begin(); set; ++set ) sets.push_back( { table, set.key(), set.value()->size() } );
     }
   }
-  return named( std::move( sets ) );
+  return named( sets );
 }
 
-/// The largest, each named by the first rule that has it.
-std::vector<Cost> CompileReporter::named( std::vector<SetSize> sets ) const {
-  std::size_t const count = std::min( sets.size(), kCostliest );
-  std::partial_sort( sets.begin(), sets.begin() + static_cast<std::ptrdiff_t>( count ), sets.end(),
-                     []( SetSize const& a, SetSize const& b ) {
-                       return std::tie( b.size, a.table, a.key ) < std::tie( a.size, b.table, b.key );
-                     } );
-  sets.erase( sets.begin() + static_cast<std::ptrdiff_t>( count ), sets.end() );
-  std::vector<Cost> costs;
+/// The largest, each named by the first rule that has it, equal ones in the order of these rules.
+std::vector<Cost> CompileReporter::named( std::vector<SetSize> const& sets ) const {
+  std::map<LabelTable, std::unordered_map<std::uint64_t, std::size_t>> firstRules;
   for ( SetSize const& set : sets ) {
-    auto const user = std::find_if( rules_.begin(), rules_.end(),
-                                    [&]( RuleRef const& rule ) { return keyOf( rule, set.table ) == set.key; } );
-    if ( user == rules_.end() ) continue;
-    costs.push_back( { tableText( set.table ) + " of " + ruleText( user->acl, user->index ), set.size } );
+    auto& ofTable = firstRules[set.table];
+    if ( !ofTable.empty() ) continue;
+    for ( std::size_t rule = 0; rule != rules_.size(); ++rule )
+      ofTable.emplace( keyOf( rules_[rule], set.table ).value(), rule );
+  }
+  struct Named {
+    std::uint64_t size;
+    std::size_t rule;
+    LabelTable table;
+  };
+  std::vector<Named> all;
+  for ( SetSize const& set : sets )
+    if ( auto const rule = firstRules[set.table].find( set.key.value() ); rule != firstRules[set.table].end() )
+      all.push_back( { set.size, rule->second, set.table } );
+  std::sort( all.begin(), all.end(), []( Named const& a, Named const& b ) {
+    return std::tie( b.size, a.rule, a.table ) < std::tie( a.size, b.rule, b.table );
+  } );
+  std::vector<Cost> costs;
+  for ( Named const& each : all ) {
+    if ( costs.size() == kCostliest ) break;
+    RuleRef const& rule = rules_[each.rule];
+    costs.push_back( { tableText( each.table ) + " of " + ruleText( rule.acl, rule.index ), each.size } );
   }
   return costs;
 }

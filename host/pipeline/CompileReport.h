@@ -60,9 +60,9 @@ class CompileReporter {
  public:
   CompileReporter( StageSmStatus const& statuses, ChipProfile const& profile );
 
-  /// Requires: the transforms have ended.
-  std::vector<LabelUse> labels() const;
-  /// Requires: as labels().
+  /// Of the tables whose transforms have run in the kick.
+  std::vector<LabelUse> labels( double kickTime ) const;
+  /// Requires: the table's transform has run.
   LabelUse labelsOf( LabelTable const& table ) const;
   /// By ACL and index. Requires: the encoders have ended. `acls` is null when the expander has failed.
   std::vector<RuleUse> rules( PDAclColl const* acls ) const;
@@ -95,7 +95,7 @@ class CompileReporter {
   GenSetKey keyOf( RuleRef const& rule, LabelTable const& table ) const;
   std::uint64_t listSize( LabelTable const& table, GenSetKey key ) const;
   std::vector<Factor> factorsOf( RuleRef const& rule ) const;
-  std::vector<Cost> named( std::vector<SetSize> sets ) const;
+  std::vector<Cost> named( std::vector<SetSize> const& sets ) const;
 
   Kiv::Ptr<AggregatorStatus const> aggregator_;
   StageSmStatus const& statuses_;
