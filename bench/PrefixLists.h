@@ -24,8 +24,8 @@
 #include <vector>
 
 #include "Orvex/OrvexAclTypes.h"
-#include "Random.h"
 #include "Vell/AddressFamily.h"
+#include "packets/Random.h"
 
 namespace Orvex::Bench {
 

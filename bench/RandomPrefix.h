@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "Random.h"
 #include "Vell/IpGenPrefix.h"
+#include "packets/Random.h"
 
 namespace Orvex::Bench {
 

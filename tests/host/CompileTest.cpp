@@ -7,6 +7,7 @@
 #include "host/PolicyNotation.h"
 #include "host/RandomPolicy.h"
 #include "host/TestChips.h"
+#include "packets/BoundaryPackets.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/Normalise.h"
 #include "verify/Interpreter.h"
@@ -81,7 +82,7 @@ TEST( Compile, TheChipDecidesAsTheInterpreterOnEveryShape ) {
       auto const result = compile( policy, chip );
       ASSERT_EQ( CompileOutcome::loaded, result.outcome ) << result.message;
       for ( Acl const& acl : policy.acls ) {
-        RandomPackets packets( random, acl );
+        BoundaryPackets packets( random, acl );
         for ( int i = 0; i != 100; ++i ) {
           auto const packet = packets.next();
           Verdict const want = interpret( acl, packet );

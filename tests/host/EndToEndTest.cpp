@@ -7,6 +7,7 @@
 #include "host/RandomPolicy.h"
 #include "orvex/TestChip.h"
 #include "orvex/TestStages.h"
+#include "packets/BoundaryPackets.h"
 #include "policy/AclConfigBuilder.h"
 #include "verify/Interpreter.h"
 #include "verify/LookUp.h"
@@ -30,7 +31,7 @@ Kiv::Ptr<PDData> compiled( TestChip& chip, Policy const& policy ) {
 void expectTheSnapshotIsThePolicy( Policy const& policy, PDData const& snapshot, Verify::TableShape const& shape,
                                    Random& random, int packetsAnAcl ) {
   for ( Acl const& acl : policy.acls ) {
-    RandomPackets packets( random, acl );
+    BoundaryPackets packets( random, acl );
     for ( int count = 0; count != packetsAnAcl; ++count ) {
       Verify::Packet const packet = packets.next();
       ASSERT_EQ( Verify::interpret( acl, packet ),

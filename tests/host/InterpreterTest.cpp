@@ -7,6 +7,7 @@
 #include "host/PaintedWorld.h"
 #include "host/PolicyNotation.h"
 #include "host/RandomPolicy.h"
+#include "packets/BoundaryPackets.h"
 #include "policy/Normalise.h"
 
 namespace Orvex::Host::Test {
@@ -133,7 +134,7 @@ TEST( Interpreter, AgreesWithThePaintedWorldOnRandomPolicies ) {
     Policy const policy = normalised( raw );
     for ( Acl const& written : raw.acls ) {
       PaintedAcl const painted( written );
-      RandomPackets packets( random, written );
+      BoundaryPackets packets( random, written );
       for ( int i = 0; i != 60; ++i ) {
         Packet const asked = packets.next();
         auto const want = painted.rule( asked );
@@ -170,7 +171,7 @@ TEST( RandomPolicy, ReachesRulesMissesAndFragmentsOften ) {
     Random random( seed );
     for ( Acl const& each : randomPolicy( random ).acls ) {
       if ( each.rules.empty() ) continue;
-      RandomPackets packets( random, each );
+      BoundaryPackets packets( random, each );
       for ( int i = 0; i != 20; ++i, ++asked ) {
         Packet const sent = packets.next();
         auto const rule = interpret( each, sent ).rule;

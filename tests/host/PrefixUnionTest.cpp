@@ -6,6 +6,7 @@
 
 #include "host/PolicyNotation.h"
 #include "host/RandomPolicy.h"
+#include "packets/BoundaryPackets.h"
 #include "verify/Interpreter.h"
 
 namespace Orvex::Host::Test {
@@ -56,7 +57,7 @@ TEST( PrefixUnion, MatchesWhatAnyOfTheListsMatchesByItself ) {
     auto const lists = listsOf( acl );
     if ( lists.empty() ) continue;
     auto const result = std::make_shared<PrefixList const>( joined( lists ) );
-    RandomPackets packets( random, acl );
+    BoundaryPackets packets( random, acl );
     for ( int i = 0; i != 200; ++i ) {
       auto const address = packets.next().source;
       bool const want = std::any_of( lists.begin(), lists.end(),

@@ -3,14 +3,14 @@
 /// Chips of random make: which labels there are, how wide they are, and what stands for the absence of one.
 
 #include "Orvex/OrvexHwCapability.h"
-#include "Random.h"
+#include "packets/Random.h"
 #include "verify/TableShape.h"
 
 namespace Orvex::Host::Test {
 
 /// A chip for the library and the same chip for the judge.
 struct RandomChip {
-  explicit RandomChip( Bench::Random& random ) {
+  explicit RandomChip( Random& random ) {
     std::uint32_t const style = random.between( 0, 2 );
     for ( auto const af : { Vell::AddressFamily::ipv4, Vell::AddressFamily::ipv6 } )
       for ( bool const src : { true, false } ) {
@@ -41,7 +41,7 @@ struct RandomChip {
 
  private:
   /// Of style 0 chips are wide, of 1 narrow, of 2 of every width.
-  static EncodingAttr randomAttr( Bench::Random& random, std::uint32_t style ) {
+  static EncodingAttr randomAttr( Random& random, std::uint32_t style ) {
     std::uint32_t const width = style == 0   ? random.between( 12, EncodingAttr::kMaxWidth )
                                 : style == 1 ? random.between( 5, 8 )
                                              : random.between( 1, EncodingAttr::kMaxWidth );

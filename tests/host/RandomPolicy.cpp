@@ -3,66 +3,23 @@
 #include <algorithm>
 #include <string>
 
+#include "packets/AddressNumber.h"
+#include "packets/BoundaryPackets.h"
 #include "policy/Normalise.h"
 
 namespace Orvex::Host::Test {
 
 namespace {
 
-// Addresses as numbers, the last bit of the address being 1
-
-__extension__ using Number = unsigned __int128;
-
-std::uint32_t widthOf( Vell::AddressFamily family ) { return Vell::addressWidthBits( family ); }
-
-/// `bits` ones, up to 128.
-Number ones( std::uint32_t bits ) { return bits == 0 ? 0 : ~Number{ 0 } >> ( 128 - bits ); }
-
-Vell::IpGenPrefix prefixOf( Vell::AddressFamily family, Number address, std::uint32_t length ) {
-  if ( family == Vell::AddressFamily::ipv4 ) return { static_cast<std::uint32_t>( address ), length };
-  return { Vell::Ip6Addr( static_cast<std::uint64_t>( address >> 64 ), static_cast<std::uint64_t>( address ) ),
-           length };
-}
-
-Vell::IpGenPrefix addressOf( Vell::AddressFamily family, Number address ) {
-  return prefixOf( family, address & ones( widthOf( family ) ), widthOf( family ) );
-}
-
-Number firstOf( Vell::IpGenPrefix const& prefix ) {
-  if ( prefix.af() == Vell::AddressFamily::ipv4 ) return prefix.ipv4Address();
-  return Number{ prefix.ipv6Address().high() } << 64 | prefix.ipv6Address().low();
-}
-
-Number lastOf( Vell::IpGenPrefix const& prefix ) {
-  return firstOf( prefix ) | ones( widthOf( prefix.af() ) - prefix.length() );
-}
-
-Number randomNumber( Random& random ) {
-  return Number{ random.below( ~std::uint64_t{ 0 } ) } << 64 | random.below( ~std::uint64_t{ 0 } );
-}
-
-/// The first address, the last, or one between.
-Number randomWithin( Random& random, Vell::IpGenPrefix const& prefix ) {
-  Number const inner = ones( widthOf( prefix.af() ) - prefix.length() );
-  switch ( random.below( 3 ) ) {
-    case 0:
-      return firstOf( prefix );
-    case 1:
-      return lastOf( prefix );
-    default:
-      return firstOf( prefix ) | ( randomNumber( random ) & inner );
-  }
-}
-
 /// Prefixes that nest and stand beside each other.
 std::vector<Vell::IpGenPrefix> prefixPool( Random& random, Vell::AddressFamily family ) {
-  std::uint32_t const width = widthOf( family );
+  std::uint32_t const width = Vell::addressWidthBits( family );
   std::vector<Vell::IpGenPrefix> pool = { Vell::IpGenPrefix::defaultRoute( family ) };
   while ( pool.size() != 14 ) {
     auto const parent = random.oneOf( pool );
     std::uint32_t const room = width - parent.length();
     if ( parent.length() != 0 && random.percent( 25 ) ) {
-      Number const lastBit = Number{ 1 } << room;
+      AddressNumber const lastBit = AddressNumber{ 1 } << room;
       pool.push_back( prefixOf( family, firstOf( parent ) ^ lastBit, parent.length() ) );
     } else if ( room != 0 ) {
       std::uint32_t const deeper = random.percent( 20 ) ? room : random.between( 1, std::min( room, 9U ) );
@@ -217,97 +174,5 @@ Policy randomRawPolicy( Random& random, RandomPolicyOptions const& options ) {
 Policy randomPolicy( Random& random, RandomPolicyOptions const& options ) {
   return normalised( randomRawPolicy( random, options ) );
 }
-
-// Packets
-
-RandomPackets::RandomPackets( Random& random, Acl const& acl ) : random_( random ), acl_( acl ) {
-  auto const addBoundaries = [&]( std::vector<Vell::IpGenPrefix> const& prefixes ) {
-    for ( Vell::IpGenPrefix const& prefix : prefixes )
-      for ( Number const number : { firstOf( prefix ), lastOf( prefix ), firstOf( prefix ) - 1, lastOf( prefix ) + 1 } )
-        addresses_.push_back( addressOf( acl.family, number ) );
-  };
-  for ( Rule const& rule : acl.rules ) {
-    for ( SharedPrefixList const& list : { rule.source, rule.destination } ) {
-      if ( !list ) continue;
-      addBoundaries( list->prefixes );
-      addBoundaries( list->excepts );
-    }
-    for ( Field const field : kFields )
-      for ( ValueRange const range : rule.ranges[field] ) {
-        auto& values = values_[field];
-        values.insert( values.end(), { range.first, range.last } );
-        if ( range.first != 0 ) values.push_back( range.first - 1 );
-        if ( range.last != maximumOf( field ) ) values.push_back( range.last + 1 );
-      }
-  }
-}
-
-Verify::Packet RandomPackets::next() {
-  Verify::Packet packet = anywhere();
-  if ( acl_.rules.empty() || random_.percent( 50 ) ) return packet;
-  aim( packet, random_.oneOf( acl_.rules ) );
-  if ( random_.percent( 50 ) ) spoil( packet );
-  return packet;
-}
-
-Verify::Packet RandomPackets::anywhere() {
-  Verify::Packet packet;
-  packet.source = anyAddress();
-  packet.destination = anyAddress();
-  for ( Field const field : kFields ) packet.fields[field] = anyValue( field );
-  if ( random_.percent( 60 ) ) packet.fields[Field::fragment] = 0;
-  packet.tcpFlags = anyTcpFlags();
-  return packet;
-}
-
-/// Makes the rule match, as far as it can: its lists' holes are not looked at.
-void RandomPackets::aim( Verify::Packet& packet, Rule const& rule ) {
-  auto const aimAddress = [&]( Vell::IpGenPrefix& address, SharedPrefixList const& list ) {
-    if ( list && !list->prefixes.empty() )
-      address = addressOf( acl_.family, randomWithin( random_, random_.oneOf( list->prefixes ) ) );
-  };
-  aimAddress( packet.source, rule.source );
-  aimAddress( packet.destination, rule.destination );
-  if ( rule.ranges[Field::fragment].empty() ) packet.fields[Field::fragment] = 0;
-  for ( Field const field : kFields ) {
-    if ( rule.ranges[field].empty() ) continue;
-    ValueRange const range = random_.oneOf( rule.ranges[field] );
-    std::uint32_t const between = random_.between( range.first, range.last );
-    packet.fields[field] = random_.oneOf( std::vector{ range.first, range.last, between } );
-  }
-  if ( rule.tcpInit )
-    packet.tcpFlags = Constants::tcpFlagSyn;
-  else if ( rule.tcpEstablished )
-    packet.tcpFlags = random_.percent( 50 ) ? Constants::tcpFlagAck : Constants::tcpFlagRst;
-}
-
-void RandomPackets::spoil( Verify::Packet& packet ) {
-  switch ( std::uint64_t const at = random_.below( kFieldCount + 3 ) ) {
-    case kFieldCount:
-      packet.source = anyAddress();
-      break;
-    case kFieldCount + 1:
-      packet.destination = anyAddress();
-      break;
-    case kFieldCount + 2:
-      packet.tcpFlags = anyTcpFlags();
-      break;
-    default:
-      packet.fields[kFields[at]] = anyValue( kFields[at] );
-  }
-}
-
-Vell::IpGenPrefix RandomPackets::anyAddress() {
-  if ( !addresses_.empty() && random_.percent( 85 ) ) return random_.oneOf( addresses_ );
-  return addressOf( acl_.family, randomNumber( random_ ) );
-}
-
-std::uint32_t RandomPackets::anyValue( Field field ) {
-  if ( !values_[field].empty() && random_.percent( 70 ) ) return random_.oneOf( values_[field] );
-  if ( random_.percent( 40 ) ) return random_.percent( 50 ) ? 0 : maximumOf( field );
-  return random_.between( 0, maximumOf( field ) );
-}
-
-std::uint8_t RandomPackets::anyTcpFlags() { return static_cast<std::uint8_t>( random_.between( 0, 255 ) ); }
 
 }  // namespace Orvex::Host::Test

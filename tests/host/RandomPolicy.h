@@ -1,6 +1,6 @@
 #pragma once
 
-/// Random policies and random packets, where faults hide: at the ends of ranges and prefixes, and one beside.
+/// Random policies, where faults hide: at the ends of ranges and prefixes, and one beside.
 ///
 /// Prefixes come from a small pool in which they nest, stand beside each other, and reach from the default route to
 /// single addresses; the ends of ranges from a few values of each field and their neighbours. So rules overlap, share
@@ -12,13 +12,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "Random.h"
+#include "packets/Random.h"
 #include "policy/Policy.h"
-#include "verify/Packet.h"
 
 namespace Orvex::Host::Test {
-
-using Bench::Random;
 
 struct RandomPolicyOptions {
   std::uint32_t aclsPerFamily = 2;
@@ -37,27 +34,5 @@ Policy randomRawPolicy( Random& random, RandomPolicyOptions const& options = {} 
 
 /// Normalised.
 Policy randomPolicy( Random& random, RandomPolicyOptions const& options = {} );
-
-/// Packets of an ACL's family. About half are aimed at one of its rules, and of these half miss it in one field.
-class RandomPackets {
- public:
-  /// The ACL need not be normalised, and is not looked at later than in next(): keep it.
-  RandomPackets( Random& random, Acl const& acl );
-
-  Verify::Packet next();
-
- private:
-  Verify::Packet anywhere();
-  void aim( Verify::Packet& packet, Rule const& rule );
-  void spoil( Verify::Packet& packet );
-  Vell::IpGenPrefix anyAddress();
-  std::uint32_t anyValue( Field field );
-  std::uint8_t anyTcpFlags();
-
-  Random& random_;
-  Acl const& acl_;
-  std::vector<Vell::IpGenPrefix> addresses_;
-  PerField<std::vector<std::uint32_t>> values_;
-};
 
 }  // namespace Orvex::Host::Test

@@ -38,7 +38,7 @@ Kiv::Ptr<AclConfigColl> policyNamed( std::string_view name ) {
     parameters.portLists = 0;
     return Bench::makeListPolicy( parameters ).config;
   }
-  Bench::Random random( 11 );
+  Random random( 11 );
   Host::Test::RandomPolicyOptions options;
   options.aclsPerFamily = 12;
   options.maxRules = 40;

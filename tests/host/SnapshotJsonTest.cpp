@@ -34,7 +34,7 @@ TEST( SnapshotJson, HasEveryTableThatIsOnAndEveryRuleOfThePolicy ) {
   profile.ranges[Field::sport] = { 4, 0 };
   profile.combo( ComboLabelSetType::srcDstL4Port ) = { 3, 0 };
   Rule named = rule( 10, "source 10.0.0.0/8; dport 80" );
-  named.name = "a \"b\"\\\n\xC3\xA9";
+  named.name = "a \"b\"\\\xC3\xA9";
   named.action = OrvexActionValue( false, true, Vell::DscpValue( 46 ), true, OrvexTrafficClass(), false, true );
   std::string const want = R"({"schema": "orvex.snapshot/1", "chip": 3,
 "prefixTables": [
@@ -54,7 +54,7 @@ TEST( SnapshotJson, HasEveryTableThatIsOnAndEveryRuleOfThePolicy ) {
 {"srcLabel": 1, "dstLabel": 0, "label": 1}]}],
 "acls": [
 {"name": "edge", "family": "ipv4", "default": "deny", "rules": [
-{"index": 10, "name": "a \"b\"\\\u000aé", "action": {"drop": false, "log": true, "dscp": 46, "tc": null, "sflow": true}, "entries": [
+{"index": 10, "name": "a \"b\"\\é", "action": {"drop": false, "log": true, "dscp": 46, "tc": null, "sflow": true}, "entries": [
 {"source": [1, 65535], "dport": [0, 15], "headFragment": [1, 1]}]},
 {"index": 11, "name": "11", "action": {"drop": true, "log": false, "dscp": null, "tc": null, "sflow": false}, "entries": [
 {"portCombo": [1, 7], "proto": [6, 255], "headFragment": [1, 1]}]},

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "Random.h"
+#include "packets/Random.h"
 
 namespace Orvex::Host::Test {
 
-using Bench::Random;
 using Entry = TernaryIndex::Entry;
 
 namespace {

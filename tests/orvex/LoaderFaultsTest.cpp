@@ -8,9 +8,9 @@
 #include <map>
 #include <string>
 
-#include "Random.h"
 #include "orvex/TestLoading.h"
 #include "orvex/TestStages.h"
+#include "packets/Random.h"
 
 /// Drivers that break their contract, once or twice in an update: what the loader reports, and what the chip then does.
 
@@ -176,7 +176,7 @@ std::vector<std::string> stopsOf( std::vector<Fault> const& faults ) {
 TEST( LoaderFaults, TwoFaultsNeverReportASuccessWithoutTheLoad ) {
   constexpr std::uint64_t kSeed = 20;
   SCOPED_TRACE( testing::Message() << "seed " << kSeed );
-  Bench::Random random( kSeed );
+  Random random( kSeed );
   std::vector<ResponseState> const answers = { ResponseState::hitless, ResponseState::hitful, ResponseState::failed };
   std::size_t stops = 0;
   for ( int round = 0; round != 500; ++round ) {

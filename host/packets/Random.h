@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace Orvex::Bench {
+namespace Orvex {
 
 class Random {
  public:
@@ -60,4 +60,4 @@ class Random {
   std::mt19937_64 words_;
 };
 
-}  // namespace Orvex::Bench
+}  // namespace Orvex
