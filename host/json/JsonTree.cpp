@@ -225,7 +225,10 @@ std::string_view JsonNode::kindText() const {
 std::optional<JsonNode> readJson( SourceFile const& file, Diagnostics& diagnostics ) {
   for ( std::size_t line = 1; line <= file.lineCount(); ++line )
     if ( !file.lineIsText( line ) ) return std::nullopt;
-  std::string_view const text = file.text();
+  return readJson( file, file.text(), diagnostics );
+}
+
+std::optional<JsonNode> readJson( SourceFile const& file, std::string_view text, Diagnostics& diagnostics ) {
   char const* reached = text.data();
   TreeBuilder builder( file, reached, diagnostics );
   nlohmann::json::sax_parse( CountingIterator( text.data(), &reached ),

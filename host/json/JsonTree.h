@@ -68,5 +68,8 @@ struct JsonMember {
 
 /// Nothing, with errors that say why, when the file is no JSON text. The tree refers to the file's text.
 std::optional<JsonNode> readJson( SourceFile const& file, Diagnostics& diagnostics );
+/// The same for a part of the file's text, as a line of a file in which each line is a JSON text of its own.
+/// Requires: the part's lines are text.
+std::optional<JsonNode> readJson( SourceFile const& file, std::string_view part, Diagnostics& diagnostics );
 
 }  // namespace Orvex::Host
