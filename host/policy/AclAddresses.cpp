@@ -36,7 +36,7 @@ class AddressReader {
     std::size_t const slash = word.find( '/' );
     Vell::IpGenPrefix const address = addressOf( word.substr( 0, slash ) );
     line_.take();
-    if ( slash != word.npos ) return cut( word, address, lengthOf( word.substr( slash + 1 ) ) );
+    if ( slash != std::string_view::npos ) return cut( word, address, lengthOf( word.substr( slash + 1 ) ) );
     if ( family_ == Vell::AddressFamily::ipv4 && isDottedQuad( line_.word() ) ) return masked( word, address );
     line_.fail( word, "this address has neither a length nor a mask",
                 "write \"host " + std::string( word ) + "\" or " + textOf( address ) );
@@ -48,7 +48,7 @@ class AddressReader {
   Vell::IpGenPrefix host() {
     std::string_view const word = line_.word();
     if ( line_.atEnd() ) line_.failHere( "an address" );
-    if ( word.find( '/' ) != word.npos )
+    if ( word.find( '/' ) != std::string_view::npos )
       line_.fail( word, "a host is one address and has no length", "leave out \"host\", or the length" );
     Vell::IpGenPrefix const address = addressOf( word );
     line_.take();
@@ -72,8 +72,8 @@ class AddressReader {
   }
 
   void checkFamily( std::string_view text ) const {
-    bool const ipv6 = text.find( ':' ) != text.npos;
-    bool const ipv4 = !ipv6 && text.find( '.' ) != text.npos;
+    bool const ipv6 = text.find( ':' ) != std::string_view::npos;
+    bool const ipv4 = !ipv6 && text.find( '.' ) != std::string_view::npos;
     if ( !ipv4 && !ipv6 ) failNoAddress();
     if ( ipv6 != ( family_ == Vell::AddressFamily::ipv6 ) )
       line_.fail( line_.word(),
@@ -108,7 +108,7 @@ class AddressReader {
       length = length * 10 + static_cast<std::uint32_t>( digit - '0' );
       if ( length > width() ) break;
     }
-    bool const isNumber = !digits.empty() && digits.find_first_not_of( "0123456789" ) == digits.npos;
+    bool const isNumber = !digits.empty() && digits.find_first_not_of( "0123456789" ) == std::string_view::npos;
     if ( !isNumber || length > width() )
       line_.fail( digits, inQuotes( digits ) + " is no prefix length",
                   "a length in " + std::string( familyName( family_ ) ) + " is a number from 0 to " +
@@ -130,7 +130,8 @@ class AddressReader {
   }
 
   static bool isDottedQuad( std::string_view word ) {
-    return !word.empty() && word.find_first_not_of( "0123456789." ) == word.npos && word.find( '.' ) != word.npos;
+    return !word.empty() && word.find_first_not_of( "0123456789." ) == std::string_view::npos &&
+           word.find( '.' ) != std::string_view::npos;
   }
 
   Vell::IpGenPrefix masked( std::string_view written, Vell::IpGenPrefix const& address ) {

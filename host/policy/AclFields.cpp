@@ -17,7 +17,7 @@ bool isDigit( char each ) { return each >= '0' && each <= '9'; }
 
 /// Numbers and ranges of numbers, also faulty ones; addresses and prefixes have one of the other characters.
 bool looksLikeNumber( std::string_view word ) {
-  return !word.empty() && isDigit( word[0] ) && word.find_first_of( ".:/" ) == word.npos;
+  return !word.empty() && isDigit( word[0] ) && word.find_first_of( ".:/" ) == std::string_view::npos;
 }
 
 /// The set is checked, ascending or not; its ranges may overlap.
@@ -115,7 +115,7 @@ class ValueReader {
   /// N, NAME, FIRST-LAST; names may have a hyphen too.
   std::optional<ValueRange> rangeOf( std::string_view word ) const {
     if ( auto const only = valueOf( word ) ) return ValueRange{ *only, *only };
-    for ( std::size_t at = word.find( '-' ); at != word.npos; at = word.find( '-', at + 1 ) ) {
+    for ( std::size_t at = word.find( '-' ); at != std::string_view::npos; at = word.find( '-', at + 1 ) ) {
       auto const first = valueOf( word.substr( 0, at ) );
       auto const last = first ? valueOf( word.substr( at + 1 ) ) : std::nullopt;
       if ( last ) return ValueRange{ *first, *last };
@@ -125,7 +125,8 @@ class ValueReader {
 
   /// Fails with: AclLineError for a number beyond the field, which nothing else can be meant by.
   std::optional<std::uint32_t> valueOf( std::string_view word ) const {
-    if ( word.empty() || word.find_first_not_of( "0123456789" ) != word.npos ) return words_.names.number( word );
+    if ( word.empty() || word.find_first_not_of( "0123456789" ) != std::string_view::npos )
+      return words_.names.number( word );
     if ( word.size() > 1 && word[0] == '0' )
       line_.fail( word, "numbers are decimal and have no leading zeros", "write it without the zeros" );
     std::uint32_t value = 0;

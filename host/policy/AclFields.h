@@ -27,8 +27,8 @@ struct NumberWords {
   NumberNames const& names;
 };
 
-inline NumberWords const kPortWords{ "port", maximumOf( Field::dport ), kServiceNames };
-inline NumberWords const kDscpWords{ "DSCP value", maximumOf( Field::dscp ), kDscpNames };
+inline constexpr NumberWords kPortWords{ "port", maximumOf( Field::dport ), kServiceNames };
+inline constexpr NumberWords kDscpWords{ "DSCP value", maximumOf( Field::dscp ), kDscpNames };
 
 /// Reads values, of which there is at least one.
 /// Fails with: AclLineError.

@@ -49,7 +49,7 @@ class RuleReader {
   static constexpr std::size_t kQualifierCount = 13;
   static std::array<Qualifier, kQualifierCount> const kQualifiers;
 
-  static inline NumberWords const kRuleNumberWords{ "rule number", kMaxRuleNumber, kNoNames };
+  static constexpr NumberWords kRuleNumberWords{ "rule number", kMaxRuleNumber, kNoNames };
 
   PerField<RangeSet>& ranges() { return result_.rule.ranges; }
   OrvexActionValue& action() { return result_.rule.action; }

@@ -14,7 +14,8 @@ namespace Orvex::Host {
 namespace {
 
 std::string nameText( std::string const& name ) {
-  bool const isWord = !name.empty() && name.find_first_of( " ,\"" ) == name.npos && name[0] != '!' && name[0] != '#';
+  bool const isWord =
+      !name.empty() && name.find_first_of( " ,\"" ) == std::string_view::npos && name[0] != '!' && name[0] != '#';
   if ( isWord ) return name;
   std::string text = "\"";
   for ( char const each : name ) {
@@ -31,7 +32,7 @@ std::string textOf( Vell::IpGenPrefix const& prefix ) {
 
 std::string addressText( Vell::IpGenPrefix const& prefix ) {
   if ( prefix.isDefaultRoute() ) return "any";
-  std::string const text = textOf( prefix );
+  std::string text = textOf( prefix );
   if ( prefix.length() != Vell::addressWidthBits( prefix.af() ) ) return text;
   return "host " + text.substr( 0, text.find( '/' ) );
 }

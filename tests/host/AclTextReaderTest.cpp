@@ -258,6 +258,16 @@ TEST( AclText, IncludesAreRelativeToTheirFileAndReadOnce ) {
   EXPECT_EQ( "ipv4 edge deny\n  10: source 10.0.0.0/8; destination 11.0.0.0/8\n", textOf( result->policy ) );
 }
 
+TEST( AclText, TheExamplesAreReadWithoutAWord ) {
+  for ( auto const& each : std::filesystem::directory_iterator( ORVEX_EXAMPLES ) ) {
+    if ( each.path().extension() != ".acl" ) continue;
+    Diagnostics diagnostics;
+    auto const result = readAclText( { SourceFile::read( each.path().string(), diagnostics ) }, diagnostics );
+    EXPECT_TRUE( result && !result->policy.acls.empty() ) << each.path();
+    EXPECT_EQ( "", diagnostics.text() );
+  }
+}
+
 TEST( AclText, PlacesOfAclsAndRulesAreKept ) {
   Diagnostics diagnostics;
   auto const file =
