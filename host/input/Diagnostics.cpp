@@ -175,8 +175,7 @@ std::string Diagnostics::text( Colour colour ) const {
   Renderer renderer( colour );
   for ( Diagnostic const& each : sorted() ) renderer.add( each );
   if ( tooManyErrors() ) renderer.addLine( Severity::error, "too many errors" );
-  if ( warnings_ > kMaxOthers )
-    renderer.addLine( Severity::warning, std::to_string( warnings_ - kMaxOthers ) + " more warnings are not shown" );
+  if ( tooManyWarnings() ) renderer.addLine( Severity::warning, "too many warnings; the rest is not shown" );
   return std::move( renderer ).finished();
 }
 

@@ -16,7 +16,7 @@
 /// their message. Control characters and bytes that are not UTF-8 come out as U+FFFD, so that a file cannot write to the
 /// terminal. Of a long line the part around the place is shown.
 ///
-/// Beyond kMaxErrors errors, and kMaxOthers warnings and notes, messages are counted and not kept.
+/// Beyond kMaxErrors errors, kMaxOthers warnings and as many notes, messages are counted and not kept.
 
 #include <cstddef>
 #include <string>
@@ -56,8 +56,9 @@ class Diagnostics {
   void note( Place place, std::string text );
 
   bool failed() const noexcept { return errors_ != 0; }
-  /// Whether reading on is pointless: no further error will be shown.
+  /// Whether to look for more is pointless: they would not be shown.
   bool tooManyErrors() const noexcept { return errors_ > kMaxErrors; }
+  bool tooManyWarnings() const noexcept { return warnings_ > kMaxOthers; }
   std::size_t errors() const noexcept { return errors_; }
   std::size_t warnings() const noexcept { return warnings_; }
 

@@ -7,7 +7,7 @@
 #include "Kiv/Value.h"
 #include "input/NearestWord.h"
 #include "policy/AclAddresses.h"
-#include "policy/PrefixUnion.h"
+#include "policy/PrefixSets.h"
 
 namespace Orvex::Host {
 

@@ -109,6 +109,8 @@ class RuleReader {
     NearestWord nearest( line_.word() );
     for ( Qualifier const& each : kQualifiers ) nearest.consider( each.keyword );
     if ( !result_.rule.ranges[Field::dport].empty() ) kServiceNames.considerFor( nearest );
+    if ( atOperator( line_ ) || line_.word() == "port-list" )
+      line_.failHere( "a qualifier", "ports stand behind the address that they belong to" );
     if ( isDigit( line_.word()[0] ) ) line_.failHere( "a qualifier", "before ports stands eq, neq, lt, gt or range" );
     line_.failHere( "a qualifier", nearest.question() );
   }

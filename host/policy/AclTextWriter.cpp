@@ -93,6 +93,70 @@ bool lacksItsProtocol( Rule const& rule ) {
          ( ( rule.tcpInit || rule.tcpEstablished ) && !allHaveTcpFlags( protocols ) );
 }
 
+/// One rule, word by word.
+class RuleText {
+ public:
+  /// `source` and `destination` are the rule's addresses as text.
+  RuleText( Rule const& rule, Vell::AddressFamily family, std::string const& source, std::string const& destination )
+      : rule_( rule ), text_( rule.action.dropEnabled ? "deny" : "permit" ) {
+    word( protocolText( rule.ranges[Field::proto], family ) );
+    word( source );
+    ports( rule.ranges[Field::sport] );
+    word( destination );
+    ports( rule.ranges[Field::dport] );
+    addQualifiers( icmpTypeNames( rule.ranges[Field::proto], family ) );
+    addAction( rule.action );
+    if ( rule.name != std::to_string( rule.index ) ) word( "name " + nameText( rule.name ) );
+  }
+
+  std::string const& text() const { return text_; }
+
+ private:
+  void word( std::string const& text ) { text_ += ' ' + text; }
+
+  void ports( RangeSet const& ranges ) {
+    if ( !ranges.empty() ) word( setText( ranges, Field::dport, kNoNames, "eq " ) );
+  }
+
+  void addQualifiers( NumberNames const& icmpTypes ) {
+    if ( rule_.tcpInit || rule_.tcpEstablished ) word( rule_.tcpInit ? "init" : "established" );
+    addSet( "icmp-type", Field::icmpType, icmpTypes );
+    addSet( "dscp", Field::dscp, kDscpNames );
+    addSet( "ttl", Field::ttl, kNoNames );
+    addSet( "length", Field::length, kNoNames );
+    RangeSet const laterFragments = { { 1, maximumOf( Field::fragment ) } };
+    if ( rule_.ranges[Field::fragment] == laterFragments && !matchesHeadFragmentsOnly( rule_ ) )
+      word( "fragments" );
+    else
+      addSet( "fragment-offset", Field::fragment, kNoNames );
+  }
+
+  void addSet( std::string const& keyword, Field field, NumberNames const& names ) {
+    RangeSet const& ranges = rule_.ranges[field];
+    if ( !ranges.empty() ) word( keyword + " " + setText( ranges, field, names ) );
+  }
+
+  void addAction( OrvexActionValue const& action ) {
+    if ( action.logEnabled ) word( "log" );
+    if ( action.sflowEnabled ) word( "sflow" );
+    if ( action.setDscpEnabled ) word( "set-dscp " + valueText( action.dscp.value(), kDscpNames ) );
+    if ( action.setTcEnabled ) word( "set-tc " + std::to_string( action.tc.value() ) );
+  }
+
+  Rule const& rule_;
+  std::string text_;
+};
+
+/// Addresses that need no list of their own, or have the user's name; else nothing.
+std::string addressesText( SharedPrefixList const& list, PrefixListNames const& names ) {
+  if ( !list ) return "any";
+  if ( list->prefixes.empty() ) return "none";
+  auto const named = names.find( *list );
+  if ( named != names.end() ) return "prefix-list " + nameText( named->second );
+  bool const single = list->prefixes.size() == 1 && list->excepts.empty();
+  return single ? addressText( list->prefixes.front() ) : "";
+}
+
 class Writer {
  public:
   Writer( Policy const& policy, PrefixListNames const& names ) : policy_( policy ), userNames_( names ) {
@@ -111,76 +175,27 @@ class Writer {
     if ( std::any_of( acl.rules.begin(), acl.rules.end(), lacksItsProtocol ) )
       acls_ += "  ! Ports, ICMP types and TCP flags are compared whatever the protocol is.\n  protocol-check off\n";
     acls_ += "  default " + std::string( Kiv::stringValue( acl.defaultAction ) ) + "\n";
-    for ( Rule const& rule : acl.rules ) add( rule, acl.family );
+    for ( Rule const& rule : acl.rules ) {
+      std::string const& source = listText( rule.source, acl.family );
+      std::string const& destination = listText( rule.destination, acl.family );
+      acls_ +=
+          "  " + std::to_string( rule.index ) + " " + RuleText( rule, acl.family, source, destination ).text() + "\n";
+    }
   }
 
-  void add( Rule const& rule, Vell::AddressFamily family ) {
-    acls_ += "  " + std::to_string( rule.index ) + ( rule.action.dropEnabled ? " deny" : " permit" );
-    word( protocolText( rule.ranges[Field::proto], family ) );
-    word( addressesText( rule.source, family ) );
-    ports( rule.ranges[Field::sport] );
-    word( addressesText( rule.destination, family ) );
-    ports( rule.ranges[Field::dport] );
-    addQualifiers( rule, family );
-    addAction( rule.action );
-    if ( rule.name != std::to_string( rule.index ) ) word( "name " + nameText( rule.name ) );
-    acls_ += '\n';
+  /// A reference that stays good. The list is defined when it has not been yet.
+  std::string const& listText( SharedPrefixList const& list, Vell::AddressFamily family ) {
+    auto const [known, isNew] = names_.emplace( list.get(), "" );
+    if ( !isNew ) return known->second;
+    known->second = addressesText( list, userNames_ );
+    if ( known->second.empty() ) known->second = "prefix-list " + newName();
+    if ( known->second.starts_with( "prefix-list" ) ) define( known->second, *list, family );
+    return known->second;
   }
 
-  void word( std::string const& text ) { acls_ += ' ' + text; }
-
-  void ports( RangeSet const& ranges ) {
-    if ( !ranges.empty() ) word( setText( ranges, Field::dport, kNoNames, "eq " ) );
-  }
-
-  void addQualifiers( Rule const& rule, Vell::AddressFamily family ) {
-    if ( rule.tcpInit || rule.tcpEstablished ) word( rule.tcpInit ? "init" : "established" );
-    addSet( "icmp-type", rule, Field::icmpType, icmpTypeNames( rule.ranges[Field::proto], family ) );
-    addSet( "dscp", rule, Field::dscp, kDscpNames );
-    addSet( "ttl", rule, Field::ttl, kNoNames );
-    addSet( "length", rule, Field::length, kNoNames );
-    addFragments( rule );
-  }
-
-  void addSet( std::string const& keyword, Rule const& rule, Field field, NumberNames const& names ) {
-    if ( !rule.ranges[field].empty() ) word( keyword + " " + setText( rule.ranges[field], field, names ) );
-  }
-
-  /// The keyword for later fragments is not taken with what only head fragments have.
-  void addFragments( Rule const& rule ) {
-    bool const headOnly = rule.tcpInit || rule.tcpEstablished || !rule.ranges[Field::sport].empty() ||
-                          !rule.ranges[Field::dport].empty() || !rule.ranges[Field::icmpType].empty();
-    RangeSet const laterFragments = { { 1, maximumOf( Field::fragment ) } };
-    if ( !headOnly && rule.ranges[Field::fragment] == laterFragments )
-      word( "fragments" );
-    else
-      addSet( "fragment-offset", rule, Field::fragment, kNoNames );
-  }
-
-  void addAction( OrvexActionValue const& action ) {
-    if ( action.logEnabled ) word( "log" );
-    if ( action.sflowEnabled ) word( "sflow" );
-    if ( action.setDscpEnabled ) word( "set-dscp " + valueText( action.dscp.value(), kDscpNames ) );
-    if ( action.setTcEnabled ) word( "set-tc " + std::to_string( action.tc.value() ) );
-  }
-
-  // Prefix lists
-
-  std::string addressesText( SharedPrefixList const& list, Vell::AddressFamily family ) {
-    if ( !list ) return "any";
-    if ( list->prefixes.empty() ) return "none";
-    auto const known = names_.find( list.get() );
-    if ( known != names_.end() ) return known->second;
-    auto const named = userNames_.find( *list );
-    bool const inRule = named == userNames_.end() && list->prefixes.size() == 1 && list->excepts.empty();
-    if ( inRule ) return names_[list.get()] = addressText( list->prefixes.front() );
-    std::string const name = nameText( named == userNames_.end() ? newName() : named->second );
-    define( name, *list, family );
-    return names_[list.get()] = "prefix-list " + name;
-  }
-
-  void define( std::string const& name, PrefixList const& list, Vell::AddressFamily family ) {
-    lists_ += std::string( familyKeyword( family ) ) + " prefix-list " + name + "\n";
+  /// `reference` is what rules write.
+  void define( std::string const& reference, PrefixList const& list, Vell::AddressFamily family ) {
+    lists_ += std::string( familyKeyword( family ) ) + " " + reference + "\n";
     for ( Vell::IpGenPrefix const& prefix : list.prefixes ) lists_ += "  " + addressText( prefix ) + "\n";
     for ( Vell::IpGenPrefix const& prefix : list.excepts ) lists_ += "  except " + addressText( prefix ) + "\n";
     lists_ += '\n';
@@ -205,5 +220,13 @@ class Writer {
 }  // namespace
 
 std::string aclText( Policy const& policy, PrefixListNames const& names ) { return Writer( policy, names ).text(); }
+
+std::string ruleText( Rule const& rule, Vell::AddressFamily family, PrefixListNames const& names ) {
+  auto const addresses = [&names]( SharedPrefixList const& list ) {
+    std::string const text = addressesText( list, names );
+    return text.empty() ? "prefix-list ..." : text;
+  };
+  return RuleText( rule, family, addresses( rule.source ), addresses( rule.destination ) ).text();
+}
 
 }  // namespace Orvex::Host

@@ -21,4 +21,7 @@ namespace Orvex::Host {
 /// Requires: the policy is normalised; the names are unique in each family.
 std::string aclText( Policy const& policy, PrefixListNames const& names = {} );
 
+/// What stands behind a rule's number, for messages. A list that can only be written by name and has none is "...".
+std::string ruleText( Rule const& rule, Vell::AddressFamily family, PrefixListNames const& names );
+
 }  // namespace Orvex::Host

@@ -10,6 +10,11 @@ bool equalLists( SharedPrefixList const& a, SharedPrefixList const& b ) { return
 
 }  // namespace
 
+bool matchesHeadFragmentsOnly( Rule const& rule ) {
+  return rule.tcpInit || rule.tcpEstablished || !rule.ranges[Field::sport].empty() ||
+         !rule.ranges[Field::dport].empty() || !rule.ranges[Field::icmpType].empty();
+}
+
 bool operator==( Rule const& a, Rule const& b ) {
   auto const plain = []( Rule const& rule ) {
     return std::tie( rule.index, rule.name, rule.action, rule.ranges, rule.tcpInit, rule.tcpEstablished,

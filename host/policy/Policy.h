@@ -101,6 +101,9 @@ struct Rule {
   bool continueRule = false;
 };
 
+/// Whether the rule names ports, ICMP types or TCP flags, which later fragments do not carry.
+bool matchesHeadFragmentsOnly( Rule const& rule );
+
 /// What happens to packets that no rule matches.
 enum class DefaultAction : std::uint32_t { deny, permit };
 

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "host/PolicyNotation.h"
+#include "policy/Lint.h"
 #include "policy/NumberNames.h"
 
 namespace Orvex::Host::Test {
@@ -263,7 +264,8 @@ TEST( AclText, TheExamplesAreReadWithoutAWord ) {
     if ( each.path().extension() != ".acl" ) continue;
     Diagnostics diagnostics;
     auto const result = readAclText( { SourceFile::read( each.path().string(), diagnostics ) }, diagnostics );
-    EXPECT_TRUE( result && !result->policy.acls.empty() ) << each.path();
+    ASSERT_TRUE( result && !result->policy.acls.empty() ) << each.path() << diagnostics.text();
+    lint( *result, diagnostics );
     EXPECT_EQ( "", diagnostics.text() );
   }
 }

@@ -1,4 +1,4 @@
-#include "policy/PrefixUnion.h"
+#include "policy/PrefixSets.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ std::vector<SharedPrefixList> listsOf( Acl const& acl ) {
 
 }  // namespace
 
-TEST( PrefixUnion, ExceptsOfOneListCutNothingOfAnother ) {
+TEST( PrefixSets, ExceptsOfOneListCutNothingOfAnother ) {
   struct {
     char const* want;
     std::vector<SharedPrefixList> from;
@@ -49,7 +49,7 @@ TEST( PrefixUnion, ExceptsOfOneListCutNothingOfAnother ) {
   }
 }
 
-TEST( PrefixUnion, MatchesWhatAnyOfTheListsMatchesByItself ) {
+TEST( PrefixSets, MatchesWhatAnyOfTheListsMatchesByItself ) {
   for ( std::uint64_t seed = 1; seed <= 300; ++seed ) {
     SCOPED_TRACE( "seed " + std::to_string( seed ) );
     Random random( seed );
@@ -64,6 +64,29 @@ TEST( PrefixUnion, MatchesWhatAnyOfTheListsMatchesByItself ) {
                                      [&]( auto const& list ) { return Verify::matches( list, address ); } );
       ASSERT_EQ( want, Verify::matches( result, address ) ) << textOf( *result );
     }
+  }
+}
+
+TEST( PrefixSets, ContainAndMeetByWhatTheListsMatch ) {
+  struct {
+    bool contained;
+    bool meeting;
+    char const* outer;
+    char const* inner;
+  } const cases[] = {
+      { true, true, "10.0.0.0/8", "10.0.0.0/8" },
+      { true, true, "10.0.0.0/8", "10.1.0.0/16 10.2.0.0/16" },
+      { false, true, "10.0.0.0/8", "10.1.0.0/16 11.0.0.0/8" },
+      { false, false, "10.0.0.0/8", "11.0.0.0/8" },
+      { false, true, "10.0.0.0/8 !10.1.0.0/16", "10.0.0.0/8" },
+      { true, true, "10.0.0.0/8 !10.1.0.0/16", "10.0.0.0/8 !10.1.0.0/16 !10.2.0.0/16" },
+      { false, false, "10.0.0.0/8 !10.1.0.0/16", "10.1.2.0/24" },
+      { true, true, "10.0.0.0/8 10.1.2.0/24 !10.1.0.0/16", "10.1.2.128/25" },
+      { true, false, "10.0.0.0/8", "!10.0.0.0/8" },
+  };
+  for ( auto const& [contained, meeting, outer, inner] : cases ) {
+    EXPECT_EQ( contained, contains( *prefixes( outer ), *prefixes( inner ) ) ) << outer << " " << inner;
+    EXPECT_EQ( meeting, meet( *prefixes( outer ), *prefixes( inner ) ) ) << outer << " " << inner;
   }
 }
 
