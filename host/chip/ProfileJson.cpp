@@ -55,9 +55,11 @@ class ProfileReader {
     readString( root, "description", profile_.description, false );
     readPrefixes( root );
     std::vector<ChipProfile::Encoding*> ranges;
+    ranges.reserve( kFields.size() );
     for ( Field const field : kFields ) ranges.push_back( &profile_.ranges[field] );
     readTables( root, "ranges", kFieldNames, std::span( kRangeSetTypeNames ).first( kFieldCount ), ranges );
     std::vector<ChipProfile::Encoding*> combos;
+    combos.reserve( kCombos.size() );
     for ( ComboLabelSetType const type : kCombos ) combos.push_back( &profile_.combo( type ) );
     readTables( root, "combos", std::span( kComboLabelSetTypeNames ).first( kCombos.size() ), {}, combos );
     readCapacities( root );

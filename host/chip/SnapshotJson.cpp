@@ -68,7 +68,7 @@ class SnapshotWriter {
                    space.src() ? "src" : "dst", shape_.prefix( space ).invalid );
       if ( auto const table = snapshot_.pdPrefixXformEntryColl().find( space ) )
         writeEntries( table->entry(), [this]( Vell::IpGenPrefix const& prefix ) {
-          std::array<char, Vell::IpGenPrefix::kTextSize> text;
+          std::array<char, Vell::IpGenPrefix::kTextSize> text{};
           char const* const end = prefix.toChars( text.data() );
           json_.print( R"("prefix": "{}")",
                        std::string_view( text.data(), static_cast<std::size_t>( end - text.data() ) ) );

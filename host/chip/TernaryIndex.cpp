@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 namespace Orvex::Host {
 
@@ -10,6 +11,7 @@ namespace {
 constexpr std::size_t kLeafEntries = 8;
 constexpr std::size_t kSample = 512;
 constexpr std::uint32_t kBits = 256;
+constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
 
 bool bitOf( PackedKey const& key, std::uint32_t bit ) { return ( key[bit / 64] >> ( bit % 64 ) & 1U ) != 0; }
 
@@ -106,25 +108,23 @@ TernaryIndex::TernaryIndex( std::vector<Entry> const& entries ) {
 }
 
 std::optional<std::uint32_t> TernaryIndex::find( PackedKey const& key ) const {
-  if ( nodes_.empty() ) return std::nullopt;
-  constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
   std::uint32_t best = kNone;
-  std::array<std::uint32_t, kBits + 1> waiting;  // a node adds two at most, and each level of the tree uses up a bit
-  std::size_t waitingCount = 1;
-  waiting[0] = 0;
-  while ( waitingCount != 0 ) {
-    Node const& node = nodes_[waiting[--waitingCount]];
-    if ( node.firstPlace >= best ) continue;
+  if ( !nodes_.empty() ) search( nodes_.front(), key, best );
+  return best == kNone ? std::nullopt : std::optional( best );
+}
+
+/// Improves on the best place that is known.
+void TernaryIndex::search( Node const& node, PackedKey const& key, std::uint32_t& best ) const {
+  if ( node.count != 0 ) {
     for ( std::uint32_t at = node.begin; at != node.begin + node.count && places_[at] < best; ++at )
       if ( entries_[at].agrees( key ) ) best = places_[at];
-    if ( node.count != 0 ) continue;
-    std::uint32_t first = node.parts[bitOf( key, node.bit ) ? 1 : 0];
-    std::uint32_t second = node.parts[2];
-    if ( first != 0 && second != 0 && nodes_[second].firstPlace < nodes_[first].firstPlace ) std::swap( first, second );
-    if ( second != 0 ) waiting[waitingCount++] = second;
-    if ( first != 0 ) waiting[waitingCount++] = first;
+    return;
   }
-  return best == kNone ? std::nullopt : std::optional( best );
+  std::uint32_t first = node.parts[bitOf( key, node.bit ) ? 1 : 0];
+  std::uint32_t second = node.parts[2];
+  if ( first != 0 && second != 0 && nodes_[second].firstPlace < nodes_[first].firstPlace ) std::swap( first, second );
+  for ( std::uint32_t const part : { first, second } )
+    if ( part != 0 && nodes_[part].firstPlace < best ) search( nodes_[part], key, best );
 }
 
 }  // namespace Orvex::Host

@@ -59,6 +59,8 @@ class TernaryIndex {
   };
   class Builder;
 
+  void search( Node const& node, PackedKey const& key, std::uint32_t& best ) const;
+
   std::vector<Node> nodes_;
   std::vector<Entry> entries_;         // leaf by leaf, in each by place
   std::vector<std::uint32_t> places_;  // of these

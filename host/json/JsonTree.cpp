@@ -33,7 +33,6 @@ class CountingIterator {
     return before;
   }
   friend bool operator==( CountingIterator const& a, CountingIterator const& b ) { return a.at_ == b.at_; }
-  friend bool operator!=( CountingIterator const& a, CountingIterator const& b ) { return a.at_ != b.at_; }
 
  private:
   char const* at_;
@@ -125,7 +124,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
 
   // Where the last token stands
 
-  std::string_view from( char const* begin, char const* end ) const {
+  static std::string_view from( char const* begin, char const* end ) {
     return { begin, static_cast<std::size_t>( end - begin ) };
   }
   std::string_view literal( std::size_t length ) const { return { reached_ - length, length }; }
@@ -206,6 +205,14 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
 };
 
 }  // namespace
+
+JsonNode::JsonNode() = default;
+JsonNode::JsonNode( Value value, std::string_view source ) : value_( std::move( value ) ), source_( source ) {}
+JsonNode::JsonNode( JsonNode const& other ) = default;
+JsonNode::JsonNode( JsonNode&& other ) noexcept = default;
+JsonNode& JsonNode::operator=( JsonNode const& other ) = default;
+JsonNode& JsonNode::operator=( JsonNode&& other ) noexcept = default;
+JsonNode::~JsonNode() = default;
 
 JsonNode const* JsonNode::member( std::string_view name ) const {
   auto const* const members = as<Members>();

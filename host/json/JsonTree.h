@@ -35,8 +35,14 @@ class JsonNode {
   /// Integers are unsigned unless they are negative; `double` is a number with a fraction or an exponent.
   using Value = std::variant<Null, bool, std::uint64_t, std::int64_t, double, std::string, Elements, Members>;
 
-  JsonNode() = default;
-  JsonNode( Value value, std::string_view source ) : value_( std::move( value ) ), source_( source ) {}
+  // Written out where members are a complete type.
+  JsonNode();
+  JsonNode( Value value, std::string_view source );
+  JsonNode( JsonNode const& other );
+  JsonNode( JsonNode&& other ) noexcept;
+  JsonNode& operator=( JsonNode const& other );
+  JsonNode& operator=( JsonNode&& other ) noexcept;
+  ~JsonNode();
 
   Value const& value() const { return value_; }
   Value& value() { return value_; }

@@ -92,7 +92,7 @@ TEST( JsonTree, AnyTextIsReadOrRefused ) {
   int read = 0;
   for ( int i = 0; i != 30000; ++i ) {
     std::string text;
-    for ( std::uint32_t length = i % 12U; text.size() <= length; ) {
+    for ( std::size_t length = static_cast<std::size_t>( i % 12 ); text.size() <= length; ) {
       state = state * 1664525U + 1013904223U;
       text += letters[( state >> 16U ) % letters.size()];
     }
