@@ -202,27 +202,41 @@ TEST( Compile, TooManyLabelsAreToldWithTheListsThatHaveMost ) {
   expectWebVersionInForce( chip );
 }
 
-// The stage controller takes the first member that is not plainly successful for the whole stage, so a failure can stand
-// behind a skip. With combinations on, going on would end the process.
-TEST( Compile, AFailureBehindASkippedMemberIsFound ) {
-  for ( PrefixXformKey const space : kPrefixSpaces ) {
-    ChipProfile profile = chipShapes()[2];
-    profile.prefix( space ) = { 1, 0 };
+// The stage controller takes the first member that is not plainly successful for the whole stage, so that a failure can
+// stand behind a member that is off. Nothing of what comes behind the failure may run.
+TEST( Compile, AFailureBehindAMemberThatIsOffIsFound ) {
+  for ( Field const field : kFields ) {
+    ChipProfile profile = plainChip();
+    profile.ranges[field].widthBits = 1;
     SoftwareChip chip( kChip, profile );
-    bool const ipv4 = space.af() == Vell::AddressFamily::ipv4;
-    std::string const side = space.src() ? "source " : "destination ";
-    std::string const other = space.src() ? "; destination " : "; source ";
-    auto const text = [&]( char const* v4, char const* v6 ) {
-      return side + ( ipv4 ? v4 : v6 ) + other + ( ipv4 ? v4 : v6 );
-    };
-    auto const result = compile(
-        policyOf( { acl( ipv4 ? "ipv4 edge" : "ipv6 edge", { rule( 10, text( "10.0.0.0/8", "2001:db8::/32" ) ),
-                                                             rule( 20, text( "11.0.0.0/8", "2001:db9::/32" ) ) } ) } ),
-        chip );
+    std::string const name( Kiv::stringValue( field ) );
+    auto const result =
+        compile( policyOf( { acl( "ipv4 edge", { rule( 10, name + " 1" ), rule( 20, name + " 4" ) } ) } ), chip );
     EXPECT_EQ( CompileOutcome::failed, result.outcome );
-    EXPECT_EQ( Stage::stagePrefixXform, result.stage );
-    EXPECT_THAT( result.message, HasSubstr( tableText( space ) + " needs 2 labels, and 1 bits have 1" ) );
-    EXPECT_EQ( nullptr, chip.table() );
+    EXPECT_EQ( Stage::stageRangeSplit, result.stage );
+    EXPECT_THAT( result.message, HasSubstr( name + " needs 2 labels, and 1 bits have 1" ) );
+  }
+  for ( ComboLabelSetType const type : kCombos ) {
+    ChipProfile profile = chipShapes()[1];
+    profile.combo( type ).widthBits = 1;
+    SoftwareChip chip( kChip, profile );
+    bool const ipv6 = type == ComboLabelSetType::ipv6SrcDstPrefix;
+    bool const ports = type == ComboLabelSetType::srcDstL4Port;
+    auto const both = [&]( std::uint32_t index, std::string const& value ) {
+      std::string const source = ports ? "sport " : "source ";
+      return rule( index, source + value + "; " + ( ports ? "dport " : "destination " ) + value );
+    };
+    auto const result =
+        compile( policyOf( { acl( ipv6 ? "ipv6 edge" : "ipv4 edge", { both( 10, ports  ? "1"
+                                                                                : ipv6 ? "2001:db8::/32"
+                                                                                       : "10.0.0.0/8" ),
+                                                                      both( 20, ports  ? "4"
+                                                                                : ipv6 ? "2001:db9::/32"
+                                                                                       : "11.0.0.0/8" ) } ) } ),
+                 chip );
+    EXPECT_EQ( CompileOutcome::failed, result.outcome );
+    EXPECT_EQ( Stage::stageComboLabelSplit, result.stage );
+    EXPECT_THAT( result.message, HasSubstr( tableText( type ) + " needs 2 labels, and 1 bits have 1" ) );
   }
 }
 
