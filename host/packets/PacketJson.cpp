@@ -21,9 +21,8 @@ constexpr std::string_view kTcpFlags = "tcpFlags";
 constexpr std::uint32_t kMaxTcpFlags = 255;
 
 std::string addressText( Vell::IpGenPrefix const& address ) {
-  char text[Vell::IpGenPrefix::kTextSize];
-  std::string_view const prefix( text, address.toChars( text ) );
-  return std::string( prefix.substr( 0, prefix.find( '/' ) ) );
+  std::string const prefix = textOf( address );
+  return prefix.substr( 0, prefix.find( '/' ) );
 }
 
 /// One line's object.

@@ -13,12 +13,7 @@ namespace Orvex::Host {
 
 namespace {
 
-std::string textOf( Vell::IpGenPrefix const& prefix ) {
-  char text[Vell::IpGenPrefix::kTextSize];
-  return { text, prefix.toChars( text ) };
-}
-
-std::string textOf( std::uint32_t ipv4Address ) {
+std::string quadText( std::uint32_t ipv4Address ) {
   char text[Vell::kIp4AddrTextSize];
   return { text, Vell::ip4AddrToChars( text, ipv4Address ) };
 }
@@ -148,7 +143,7 @@ class AddressReader {
         "the ones of wildcard mask " + std::string( word ) + " do not stand together at the right";
     if ( isNetmask )
       line_.fail( word, problem,
-                  "it looks like a subnet mask: write " + textOf( ~mask ) + " or /" +
+                  "it looks like a subnet mask: write " + quadText( ~mask ) + " or /" +
                       std::to_string( std::countl_one( mask ) ) );
     line_.fail( word, problem, "addresses are matched by prefix: write an entry for each prefix" );
   }

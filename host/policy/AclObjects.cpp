@@ -11,12 +11,6 @@
 
 namespace Orvex::Host {
 
-namespace {
-
-std::string textOf( Vell::IpGenPrefix const& prefix ) { return std::string( Kiv::valueToStrep( prefix ).view() ); }
-
-}  // namespace
-
 // Named lists
 
 NamedList& NamedLists::at( std::string_view name ) {

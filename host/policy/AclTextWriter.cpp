@@ -25,11 +25,6 @@ std::string nameText( std::string const& name ) {
   return text + '"';
 }
 
-std::string textOf( Vell::IpGenPrefix const& prefix ) {
-  char text[Vell::IpGenPrefix::kTextSize];
-  return { text, prefix.toChars( text ) };
-}
-
 std::string addressText( Vell::IpGenPrefix const& prefix ) {
   if ( prefix.isDefaultRoute() ) return "any";
   std::string text = textOf( prefix );

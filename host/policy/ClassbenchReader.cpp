@@ -23,11 +23,6 @@ constexpr std::uint32_t kTcp = 6;
 /// TCP, UDP, DCCP, SCTP, UDP-Lite.
 constexpr std::array<std::uint32_t, 5> kProtocolsWithPorts = { 6, 17, 33, 132, 136 };
 
-std::string textOf( IpGenPrefix const& prefix ) {
-  char text[IpGenPrefix::kTextSize];
-  return { text, prefix.toChars( text ) };
-}
-
 struct MaskedNumber {
   std::uint32_t value = 0;
   std::uint32_t mask = 0;

@@ -13,7 +13,7 @@ namespace Orvex::Host {
 
 namespace {
 
-std::string textOf( PolicyError::Place const& place ) {
+std::string placeText( PolicyError::Place const& place ) {
   std::string text = std::string( Kiv::stringValue( place.family ) ) + " ACL " + place.acl;
   if ( place.ruleIndex ) {
     std::string const index = std::to_string( *place.ruleIndex );
@@ -24,9 +24,7 @@ std::string textOf( PolicyError::Place const& place ) {
   return text;
 }
 
-std::string textOf( ValueRange range ) { return std::to_string( range.first ) + "-" + std::to_string( range.last ); }
-
-std::string textOf( Vell::IpGenPrefix const& prefix ) { return std::string( Kiv::valueToStrep( prefix ).view() ); }
+std::string rangeText( ValueRange range ) { return std::to_string( range.first ) + "-" + std::to_string( range.last ); }
 
 template <class T>
 void sortUnique( std::vector<T>& values ) {
@@ -40,11 +38,11 @@ void checkRanges( RangeSet const& ranges, Field field, PolicyError::Place const&
   std::uint32_t const maximum = maximumOf( field );
   for ( ValueRange const range : ranges ) {
     if ( range.first > range.last )
-      throw PolicyError( place, "range " + textOf( range ) + " ends before it starts",
-                         "write " + textOf( ValueRange{ range.last, range.first } ) );
+      throw PolicyError( place, "range " + rangeText( range ) + " ends before it starts",
+                         "write " + rangeText( ValueRange{ range.last, range.first } ) );
     if ( range.last > maximum )
-      throw PolicyError( place, "range " + textOf( range ) + " goes beyond the field",
-                         "its values are " + textOf( ValueRange{ 0, maximum } ) );
+      throw PolicyError( place, "range " + rangeText( range ) + " goes beyond the field",
+                         "its values are " + rangeText( ValueRange{ 0, maximum } ) );
   }
 }
 
@@ -207,7 +205,7 @@ class Normaliser {
 }  // namespace
 
 PolicyError::PolicyError( Place place, std::string problem, std::string remedy )
-    : std::runtime_error( textOf( place ) + ": " + problem + "; " + remedy ),
+    : std::runtime_error( placeText( place ) + ": " + problem + "; " + remedy ),
       place_( std::move( place ) ),
       problem_( std::move( problem ) ),
       remedy_( std::move( remedy ) ) {}

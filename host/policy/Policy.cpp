@@ -30,4 +30,9 @@ bool operator==( Acl const& a, Acl const& b ) {
 
 bool operator==( Policy const& a, Policy const& b ) { return a.acls == b.acls; }
 
+std::string textOf( Vell::IpGenPrefix const& prefix ) {
+  char text[Vell::IpGenPrefix::kTextSize];
+  return { text, prefix.toChars( text ) };
+}
+
 }  // namespace Orvex::Host

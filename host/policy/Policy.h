@@ -135,4 +135,7 @@ bool operator==( Rule const& a, Rule const& b );
 bool operator==( Acl const& a, Acl const& b );
 bool operator==( Policy const& a, Policy const& b );
 
+/// "10.0.0.0/8"
+std::string textOf( Vell::IpGenPrefix const& prefix );
+
 }  // namespace Orvex::Host

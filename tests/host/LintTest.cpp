@@ -5,6 +5,7 @@
 
 #include "host/PolicyNotation.h"
 #include "host/RandomPolicy.h"
+#include "packets/BoundaryPackets.h"
 #include "policy/AclTextReader.h"
 #include "policy/CoverIndex.h"
 #include "verify/Interpreter.h"
@@ -156,7 +157,7 @@ TEST( CoverIndex, ARuleThatCoversMatchesWhatTheOtherMatches ) {
     SCOPED_TRACE( "seed " + std::to_string( seed ) );
     Random random( seed );
     Acl const acl = randomPolicy( random, { 1, 12, 3, 2 } ).acls[0];
-    RandomPackets packets( random, acl );
+    BoundaryPackets packets( random, acl );
     for ( int i = 0; i != 100; ++i ) {
       Verify::Packet const packet = packets.next();
       for ( Rule const& outer : acl.rules )

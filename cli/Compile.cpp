@@ -1,0 +1,275 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "Inputs.h"
+#include "chip/BuiltInProfiles.h"
+#include "chip/SnapshotJson.h"
+#include "chip/SoftwareChip.h"
+#include "output/OutputFile.h"
+#include "pipeline/Compile.h"
+#include "pipeline/PlainExpansion.h"
+#include "policy/AclConfigBuilder.h"
+#include "policy/Lint.h"
+
+namespace Orvex::Cli {
+
+namespace {
+
+using Host::CompileOutcome;
+using Host::CompileResult;
+using Sink = std::function<void( std::string_view )>;
+
+constexpr Brae::ChipId kChip( 0 );
+
+/// Shows the stage that runs, on a terminal.
+class Progress {
+ public:
+  explicit Progress( ConsoleOptions const& options ) : on_( !options.quiet && standardErrorIsTerminal() ) {}
+  ~Progress() {
+    if ( shown_ ) fmt::print( stderr, "\r\033[K" );
+  }
+  Progress( Progress const& ) = delete;
+  Progress& operator=( Progress const& ) = delete;
+
+  void show( OrvexActiveStage stage ) {
+    if ( !on_ ) return;
+    shown_ = true;
+    fmt::print( stderr, "\r\033[K{} ...", Host::stageText( stage ) );
+    (void)std::fflush( stderr );
+  }
+
+ private:
+  bool on_;
+  bool shown_ = false;
+};
+
+CompileResult compiled( Host::Policy const& policy, Host::SoftwareChip& chip, ConsoleOptions const& console ) {
+  Progress progress( console );
+  Host::CompileOptions options;
+  options.progress = [&progress]( OrvexActiveStage stage ) { progress.show( stage ); };
+  return Host::compile( policy, chip, options );
+}
+
+std::string capacityText( std::uint64_t capacity ) {
+  return capacity == Host::kUnlimited ? "no limit" : grouped( capacity );
+}
+
+void writeAcls( Host::Policy const& policy, CompileResult const& result, Sink const& write ) {
+  std::size_t width = 4;
+  for ( Host::Acl const& acl : policy.acls ) width = std::max( width, acl.name.size() );
+  write( fmt::format( "{:<{}}  family  {:>9}  {:>11}  default\n", "ACL", width, "rules", "entries" ) );
+  for ( Host::Acl const& acl : policy.acls ) {
+    PDAclKey const key( acl.family, Host::libraryAclName( acl.family, acl.name ) );
+    auto const loaded = result.snapshot->pdAclColl()->pdAcl().find( key );
+    write( fmt::format( "{:<{}}  {:<6}  {:>9}  {:>11}  {}\n", acl.name, width, Kiv::stringValue( acl.family ),
+                        grouped( acl.rules.size() ), grouped( loaded ? loaded->numFilters() : 0 ),
+                        Kiv::stringValue( acl.defaultAction ) ) );
+  }
+}
+
+void writeCapacities( CompileResult const& result, Host::ChipProfile const& profile, Sink const& write ) {
+  write( fmt::format( "\n{:<20}{:>11}{:>12}{:>12}\n", "capacity", "used", "free", "of" ) );
+  for ( Host::Resource const resource : Host::kResources ) {
+    std::uint64_t const used = result.use[resource];
+    std::uint64_t const capacity = profile.capacities[resource];
+    bool const limited = capacity != Host::kUnlimited;
+    if ( capacity == 0 && used == 0 ) continue;
+    write( fmt::format( "{:<20}{:>11}{:>12}{:>12}\n", Kiv::stringValue( resource ), grouped( used ),
+                        limited ? grouped( capacity - used ) : "", capacityText( capacity ) ) );
+  }
+}
+
+void writeLabels( CompileResult const& result, Sink const& write ) {
+  write( fmt::format( "\n{:<20}{:>11}{:>12}{:>12}\n", "labels", "needed", "of", "bits" ) );
+  for ( Host::LabelUse const& labels : result.labels )
+    write( fmt::format( "{:<20}{:>11}{:>12}{:>12}\n", labels.table, grouped( labels.needed ),
+                        grouped( labels.available ), labels.widthBits ) );
+}
+
+std::string ruleLine( Host::RuleUse const& use, std::uint64_t plain ) {
+  std::string line =
+      fmt::format( "rule {}: {} {}", use.index, arithmeticOf( use ), use.product == 1 ? "entry" : "entries" );
+  if ( use.entries != use.product )
+    line += fmt::format( ", {} of them earlier rules' too", grouped( use.product - use.entries ) );
+  return line + fmt::format( "; plain prefix expansion {}{}\n", plain == ~std::uint64_t{ 0 } ? "more than " : "",
+                             grouped( plain ) );
+}
+
+/// By ACL and index, as the uses are.
+class PlainEntries {
+ public:
+  explicit PlainEntries( Host::Policy const& policy ) {
+    for ( Host::Acl const& acl : policy.acls )
+      for ( Host::Rule const& rule : acl.rules )
+        entries_.emplace( std::pair( PDAclKey( acl.family, Host::libraryAclName( acl.family, acl.name ) ), rule.index ),
+                          Host::plainEntries( rule ) );
+  }
+  std::uint64_t of( Host::RuleUse const& use ) const { return entries_.at( std::pair( use.acl, use.index ) ); }
+
+  std::uint64_t sum() const {
+    std::uint64_t sum = 0;
+    for ( auto const& [rule, entries] : entries_ ) sum = entries > ~sum ? ~std::uint64_t{ 0 } : sum + entries;
+    return sum;
+  }
+
+ private:
+  std::map<std::pair<PDAclKey, std::uint32_t>, std::uint64_t> entries_;
+};
+
+void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile, CompileResult const& result,
+                   Sink const& write ) {
+  std::uint64_t entries = result.snapshot->pdAclColl()->numFilters();
+  double milliseconds = 0;
+  for ( Host::StageTime const& stage : result.stages )
+    milliseconds += std::chrono::duration<double, std::milli>( stage.time ).count();
+  PlainEntries const plain( policy );
+  write( fmt::format( "{} in {}; {}, where plain prefix expansion takes {}{}\n", counted( rulesIn( policy ), "rule" ),
+                      counted( policy.acls.size(), "ACL" ), entries == 1 ? "1 entry" : grouped( entries ) + " entries",
+                      plain.sum() == ~std::uint64_t{ 0 } ? "more than " : "", grouped( plain.sum() ) ) );
+  write( fmt::format( "loaded into chip {} ({}) in {:.1f} ms\n\n", profile.name, result.hitful ? "hitful" : "hitless",
+                      milliseconds ) );
+  writeAcls( policy, result, write );
+  writeCapacities( result, profile, write );
+  writeLabels( result, write );
+
+  std::vector<Host::RuleUse> rules = result.rules;
+  std::stable_sort( rules.begin(), rules.end(),
+                    []( Host::RuleUse const& a, Host::RuleUse const& b ) { return a.entries > b.entries; } );
+  if ( rules.size() > Host::kCostliest ) rules.erase( rules.begin() + Host::kCostliest, rules.end() );
+  if ( !rules.empty() ) write( "\ncostliest rules\n" );
+  for ( Host::RuleUse const& rule : rules )
+    write( fmt::format( "{} {}", Host::userAclName( rule.acl.aclName ).second, ruleLine( rule, plain.of( rule ) ) ) );
+}
+
+std::string entryLine( PDAclFilter const& entry ) {
+  std::string line;
+  auto const add = [&]( auto const& field ) {
+    EncodedLabelWithMask const& value = entry.*field.getter;
+    if ( value.mask.value() != 0 )
+      line += fmt::format( " {} {}/{}", field.name, value.label.value(), value.mask.value() );
+  };
+  std::apply( [&]( auto const&... fields ) { ( add( fields ), ... ); }, PDAclFilter::fields() );
+  return line.empty() ? " anything" : line;
+}
+
+void writeRules( CompileResult const& result, PlainEntries const& plain, Sink const& write ) {
+  PDAclKey const* acl = nullptr;
+  for ( Host::RuleUse const& use : result.rules ) {
+    if ( !acl || *acl != use.acl )
+      write(
+          fmt::format( "{} ACL {}\n", Kiv::stringValue( use.acl.af ), Host::userAclName( use.acl.aclName ).second ) );
+    acl = &use.acl;
+    auto const rule = result.snapshot->pdAclColl()->pdAcl().find( use.acl )->rule().find( AceIndex( use.index ) );
+    write( "  " + ruleLine( use, plain.of( use ) ) );
+    for ( PDAclFilter const& entry : rule->filter() )
+      write( fmt::format( "   {}: {}\n", entryLine( entry ), rule->action().dropEnabled ? "deny" : "permit" ) );
+  }
+}
+
+void writeLabelTables( PDData const& snapshot, Verify::TableShape const& shape, Sink const& write ) {
+  for ( PrefixXformKey const space : Host::kPrefixSpaces ) {
+    write( fmt::format( "\n{} {}, otherwise {}\n", Kiv::stringValue( space.af() ),
+                        space.src() ? "source" : "destination", shape.prefix( space ).invalid ) );
+    if ( auto const table = snapshot.pdPrefixXformEntryColl().find( space ) )
+      for ( auto const& [prefix, entry] : table->entry() )
+        write( fmt::format( "  {} -> {}\n", Host::textOf( prefix ), entry.value.value() ) );
+  }
+  for ( Host::Field const field : Host::kFields ) {
+    if ( !shape.ranges[field].on ) continue;
+    write( fmt::format( "\n{}, otherwise {}\n", Kiv::stringValue( field ), shape.ranges[field].invalid ) );
+    for ( auto const& [range, entry] : snapshot.rangeEntryColl( Host::rangeTableOf( field ) )->entry() )
+      write( fmt::format( "  {}-{} -> {}\n", range.first(), range.last(), entry.value.value() ) );
+  }
+  for ( ComboLabelSetType const type : Host::kCombos ) {
+    if ( !shape.combo( type ).on ) continue;
+    write( fmt::format( "\n{}, otherwise {}\n", Kiv::stringValue( type ), shape.combo( type ).invalid ) );
+    for ( auto const& [pair, entry] : snapshot.comboEntryColl( type )->entry() )
+      write( fmt::format( "  {},{} -> {}\n", pair.srcLabel().value(), pair.dstLabel().value(), entry.value.value() ) );
+  }
+}
+
+void writeTable( Host::Policy const& policy, Host::ChipProfile const& profile, CompileResult const& result,
+                 Sink const& write ) {
+  writeRules( result, PlainEntries( policy ), write );
+  writeLabelTables( *result.snapshot, Host::shapeOf( profile ), write );
+  writeCapacities( result, profile, write );
+  writeLabels( result, write );
+}
+
+void writeResult( CompileOptions const& options, Host::Policy const& policy, Host::ChipProfile const& profile,
+                  CompileResult const& result ) {
+  Host::OutputFile output( options.output );
+  Sink const write = [&output]( std::string_view text ) { output.write( text ); };
+  switch ( options.format ) {
+    case CompileFormat::summary:
+      writeSummary( policy, profile, result, write );
+      break;
+    case CompileFormat::table:
+      writeTable( policy, profile, result, write );
+      break;
+    case CompileFormat::json:
+      Host::writeSnapshotJson( *result.snapshot, policy, Host::shapeOf( profile ), kChip, write );
+      break;
+  }
+  output.commit();
+}
+
+/// What "check" would warn of; all of it would hide the summary.
+void showLintCount( Host::LocatedPolicy const& located ) {
+  Host::Diagnostics findings;
+  Host::lint( located, findings );
+  if ( findings.warnings() != 0 )
+    fmt::print( stderr, "{} about what the rules mean; \"orvex check\" shows them\n",
+                counted( findings.warnings(), "warning" ) );
+}
+
+/// A line a chip. Done when every chip takes the policy.
+int compileForAll( Host::Policy const& policy, CompileOptions const& options ) {
+  bool allFit = true;
+  Host::OutputFile output( options.output );
+  for ( Host::ChipProfile const& profile : Host::builtInProfiles() ) {
+    Host::SoftwareChip chip( kChip, profile );
+    CompileResult const result = compiled( policy, chip, options.console );
+    bool const fits = result.outcome == CompileOutcome::loaded;
+    allFit = allFit && fits;
+    std::string line = fmt::format( "{:<16} {:<12}", profile.name, fits ? "fits" : "does not fit" );
+    if ( result.snapshot )
+      line += fmt::format( " {} of {} entries;", grouped( result.use[Host::Resource::ruleEntries] ),
+                           capacityText( profile.capacities[Host::Resource::ruleEntries] ) );
+    for ( Host::LabelUse const& labels : result.labels )
+      if ( labels.needed != 0 ) line += fmt::format( " {} {}/{}", labels.table, labels.needed, labels.available );
+    if ( !fits ) line += "; " + result.message;
+    output.write( line + "\n" );
+  }
+  output.commit();
+  return allFit ? kDone : kAnswerIsNo;
+}
+
+}  // namespace
+
+int compile( CompileOptions const& options ) {
+  Host::Diagnostics diagnostics;
+  auto const located = readPolicy( options.policy, diagnostics );
+  bool const forAll = options.chip == "all";
+  auto const profile = forAll ? Host::builtInProfiles().front() : readChip( options.chip, diagnostics );
+  show( diagnostics, options.console );
+  if ( !located || !profile ) return kQuestionIsWrong;
+  if ( !options.console.quiet && options.format == CompileFormat::summary ) showLintCount( *located );
+  if ( forAll ) return compileForAll( located->policy, options );
+
+  Host::SoftwareChip chip( kChip, *profile );
+  CompileResult const result = compiled( located->policy, chip, options.console );
+  if ( result.outcome != CompileOutcome::loaded ) {
+    showError( fmt::format( "the policy is not loaded into chip {}: {}", profile->name, result.message ),
+               options.console );
+    return kAnswerIsNo;
+  }
+  writeResult( options, located->policy, *profile, result );
+  return kDone;
+}
+
+}  // namespace Orvex::Cli

@@ -1,0 +1,87 @@
+#include "Inputs.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+#include "chip/BuiltInProfiles.h"
+#include "chip/ProfileJson.h"
+#include "input/NearestWord.h"
+#include "policy/AclTextReader.h"
+
+namespace Orvex::Cli {
+
+namespace {
+
+bool isColoured( ConsoleOptions const& options ) {
+  if ( options.colour != "auto" ) return options.colour == "always";
+  return standardErrorIsTerminal() && std::getenv( "NO_COLOR" ) == nullptr;
+}
+
+}  // namespace
+
+std::optional<Host::LocatedPolicy> readPolicy( PolicyOptions const& options, Host::Diagnostics& diagnostics ) {
+  std::vector<std::shared_ptr<Host::SourceFile const>> files;
+  for ( std::string const& path : options.files )
+    if ( auto const file = Host::SourceFile::read( path, diagnostics ) ) files.push_back( file );
+  if ( files.size() != options.files.size() ) return std::nullopt;
+  bool const isClassbench =
+      options.format == PolicyFormat::classbench ||
+      ( options.format == PolicyFormat::automatic && Host::looksLikeClassbench( *files.front() ) );
+  return isClassbench ? Host::readClassbench( files, options.classbench, diagnostics )
+                      : Host::readAclText( files, diagnostics );
+}
+
+std::optional<Host::ChipProfile> readChip( std::string const& nameOrFile, Host::Diagnostics& diagnostics ) {
+  if ( auto const* const profile = Host::builtInProfile( nameOrFile ) ) return *profile;
+  bool const looksLikeFile = nameOrFile.find_first_of( "./" ) != std::string::npos || nameOrFile == "-";
+  if ( looksLikeFile || std::filesystem::exists( nameOrFile ) ) {
+    auto const file = Host::SourceFile::read( nameOrFile, diagnostics );
+    return file ? Host::readChipProfile( *file, diagnostics ) : std::nullopt;
+  }
+  Host::NearestWord nearest( nameOrFile );
+  for ( Host::ChipProfile const& profile : Host::builtInProfiles() ) nearest.consider( profile.name );
+  std::string const question = nearest.question();
+  diagnostics.error(
+      {}, "there is no chip " + Host::inQuotes( nameOrFile ),
+      question.empty() ? "\"orvex chips\" lists them; a file of yours has a point or a slash in its name" : question );
+  return std::nullopt;
+}
+
+void show( Host::Diagnostics const& diagnostics, ConsoleOptions const& options ) {
+  if ( options.quiet && !diagnostics.failed() ) return;
+  fmt::print( stderr, "{}", diagnostics.text( isColoured( options ) ? Host::Colour::on : Host::Colour::off ) );
+}
+
+void showError( std::string const& text, ConsoleOptions const& options ) {
+  bool const coloured = isColoured( options );
+  fmt::print( stderr, "orvex: {}error:{} {}\n", coloured ? "\033[1;31m" : "", coloured ? "\033[0m" : "", text );
+}
+
+bool standardErrorIsTerminal() { return isatty( STDERR_FILENO ) == 1; }
+
+std::string grouped( std::uint64_t number ) {
+  std::string const digits = std::to_string( number );
+  std::string text;
+  for ( std::size_t at = 0; at != digits.size(); ++at ) {
+    if ( at != 0 && ( digits.size() - at ) % 3 == 0 ) text += ',';
+    text += digits[at];
+  }
+  return text;
+}
+
+std::string counted( std::uint64_t number, std::string_view noun ) {
+  return grouped( number ) + " " + std::string( noun ) + ( number == 1 ? "" : "s" );
+}
+
+std::uint64_t rulesIn( Host::Policy const& policy ) {
+  std::uint64_t rules = 0;
+  for ( Host::Acl const& acl : policy.acls ) rules += acl.rules.size();
+  return rules;
+}
+
+}  // namespace Orvex::Cli

@@ -1,0 +1,84 @@
+#pragma once
+
+/// What the command line says, as plain values; each subcommand is a function of them. Arguments.cpp fills them in.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "policy/ClassbenchReader.h"
+
+namespace Orvex::Cli {
+
+/// As of grep and diff.
+enum ExitStatus : int { kDone = 0, kAnswerIsNo = 1, kQuestionIsWrong = 2 };
+
+enum class PolicyFormat : std::uint32_t { automatic, acl, classbench };
+
+struct ConsoleOptions {
+  bool quiet = false;
+  /// "auto", "always" or "never"
+  std::string colour = "auto";
+};
+
+struct PolicyOptions {
+  std::vector<std::string> files;
+  PolicyFormat format = PolicyFormat::automatic;
+  Host::ClassbenchOptions classbench;
+};
+
+struct CheckOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+};
+
+enum class CompileFormat : std::uint32_t { summary, table, json };
+
+struct CompileOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+  /// A built-in chip's name, a profile's file, or "all".
+  std::string chip = "default";
+  CompileFormat format = CompileFormat::summary;
+  std::string output = "-";
+};
+
+enum class ClassifyMode : std::uint32_t { table, interpret, compare };
+
+struct ClassifyOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+  std::string chip = "default";
+  std::string packets;
+  ClassifyMode mode = ClassifyMode::table;
+  std::string output = "-";
+};
+
+struct PacketsOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+  std::uint64_t count = 1000;
+  std::uint64_t seed = 1;
+  std::string output = "-";
+};
+
+struct ConvertOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+  std::string output = "-";
+};
+
+struct ChipsOptions {
+  ConsoleOptions console;
+  /// Empty: all, a line each.
+  std::string name;
+};
+
+int check( CheckOptions const& options );
+int compile( CompileOptions const& options );
+int classify( ClassifyOptions const& options );
+int packets( PacketsOptions const& options );
+int convert( ConvertOptions const& options );
+int chips( ChipsOptions const& options );
+
+}  // namespace Orvex::Cli

@@ -1,0 +1,186 @@
+/// The orvex command: its arguments, and which subcommand they are for.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "Inputs.h"
+#include "Kiv/Trace.h"
+#include "Options.h"
+#include "output/OutputFile.h"
+
+namespace Orvex::Cli {
+
+namespace {
+
+constexpr char const* kDescription =
+    "Compiles access-control policy into ternary tables for a switching chip.\n"
+    "\n"
+    "  orvex check edge.acl                       what is wrong with a policy, and what its author may not have meant\n"
+    "  orvex compile edge.acl                     compile, load into the software chip, and say what it takes\n"
+    "  orvex compile edge.acl --chip all          does it fit, and where\n"
+    "  orvex compile edge.acl --format json -o edge.json\n"
+    "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
+    "  orvex convert filters.txt -o filters.acl   from any format to ACL text\n";
+
+constexpr char const* kExitStatuses =
+    "Exit status: 0 done; 1 the answer is no (does not fit, differs); 2 the question was wrong (usage, input, output).";
+
+/// Switches traces on: "6", or "6:OrvexLoaderSm" for one module.
+std::string traceIs( std::string const& text ) {
+  std::size_t const colon = text.find( ':' );
+  std::string const module = colon == std::string::npos ? "" : text.substr( colon + 1 );
+  bool const isLevel = colon != 0 && text.substr( 0, colon ).find_first_not_of( "0123456789" ) == std::string::npos &&
+                       !text.empty() &&
+                       std::stoul( text.substr( 0, std::min<std::size_t>( colon, 3 ) ) ) <= Kiv::TraceHandle::kMaxLevel;
+  if ( !isLevel || ( colon != std::string::npos && module.empty() ) )
+    return "write a level from 0 to " + std::to_string( Kiv::TraceHandle::kMaxLevel ) +
+           ", or LEVEL:MODULE as 6:OrvexLoaderSm";
+  if ( Kiv::Trace::levelIs( static_cast<unsigned>( std::stoul( text ) ), module ) == 0 )
+    return "there is no module " + module;
+  return "";
+}
+
+template <class Value>
+auto const oneOf( std::map<std::string, Value> const& names ) {
+  return CLI::CheckedTransformer( names );
+}
+
+void addConsole( CLI::App& command, ConsoleOptions& options ) {
+  command.add_flag( "-q,--quiet", options.quiet, "errors and results only" );
+  command.add_option( "--colour", options.colour, "colour of messages: auto, always or never" )
+      ->check( CLI::IsMember( { "auto", "always", "never" } ) );
+  command
+      .add_option_function<std::string>(
+          "--trace", []( std::string const& ) {}, "LEVEL[:MODULE]: what the stages do, on standard error" )
+      ->check( CLI::Validator( []( std::string& text ) { return traceIs( text ); }, "LEVEL[:MODULE]" ) );
+}
+
+void addPolicy( CLI::App& command, PolicyOptions& options ) {
+  command.add_option( "POLICY", options.files, "files that make the policy together; - is standard input" )->required();
+  command.add_option( "--from", options.format, "format: acl or classbench; else by content" )
+      ->transform(
+          oneOf<PolicyFormat>( { { "acl", PolicyFormat::acl }, { "classbench", PolicyFormat::classbench } } ) );
+  command
+      .add_option( "--classbench-action", options.classbench.action,
+                   "what the rules of a ClassBench set do: permit, deny or alternate" )
+      ->transform( oneOf<Host::ClassbenchAction>( { { "permit", Host::ClassbenchAction::permit },
+                                                    { "deny", Host::ClassbenchAction::deny },
+                                                    { "alternate", Host::ClassbenchAction::alternate } } ) );
+  command.add_option( "--classbench-flags", options.classbench.flags, "flags of a ClassBench set: ignore or honour" )
+      ->transform( oneOf<Host::ClassbenchFlags>(
+          { { "ignore", Host::ClassbenchFlags::ignore }, { "honour", Host::ClassbenchFlags::honour } } ) );
+}
+
+void addOutput( CLI::App& command, std::string& output ) {
+  command.add_option( "-o,--output", output, "file to write; it is the old one or the whole new one" );
+}
+
+/// The command line as one object: CLI11 writes into the options, and the chosen subcommand runs.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.require_subcommand( 1 );
+    app_.footer( kExitStatuses );
+    app_.set_version_flag( "--version", "orvex " ORVEX_VERSION );
+    app_.get_formatter()->column_width( 34 );
+
+    CLI::App& check =
+        add( "check", "report errors and warnings, and compile nothing", [this] { return Cli::check( check_ ); } );
+    addConsole( check, check_.console );
+    addPolicy( check, check_.policy );
+
+    CLI::App& compile = add( "compile", "compile a policy and load it into the software chip",
+                             [this] { return Cli::compile( compile_ ); } );
+    addConsole( compile, compile_.console );
+    addPolicy( compile, compile_.policy );
+    compile.add_option( "--chip", compile_.chip, "a chip of \"orvex chips\", a profile's file, or all" );
+    compile.add_option( "--format", compile_.format, "summary, table (entries by rule) or json (the snapshot)" )
+        ->transform( oneOf<CompileFormat>( { { "summary", CompileFormat::summary },
+                                             { "table", CompileFormat::table },
+                                             { "json", CompileFormat::json } } ) );
+    addOutput( compile, compile_.output );
+
+    CLI::App& classify =
+        add( "classify", "say what happens to packets", [this] { return Cli::classify( classify_ ); } );
+    addConsole( classify, classify_.console );
+    addPolicy( classify, classify_.policy );
+    classify.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" )
+        ->required();
+    classify.add_option( "--chip", classify_.chip, "a chip of \"orvex chips\", or a profile's file" );
+    auto* const interpret = classify.add_flag_callback(
+        "--interpret", [this] { classify_.mode = ClassifyMode::interpret; },
+        "verdicts from the policy and not from the table" );
+    classify
+        .add_flag_callback(
+            "--compare", [this] { classify_.mode = ClassifyMode::compare; },
+            "both, and exit 1 at the first difference" )
+        ->excludes( interpret );
+    addOutput( classify, classify_.output );
+
+    CLI::App& packets = add( "packets", "make packets at the boundaries of a policy's rules",
+                             [this] { return Cli::packets( packets_ ); } );
+    addConsole( packets, packets_.console );
+    addPolicy( packets, packets_.policy );
+    packets.add_option( "--count", packets_.count, "how many" );
+    packets.add_option( "--seed", packets_.seed, "equal seeds make equal packets" );
+    addOutput( packets, packets_.output );
+
+    CLI::App& convert =
+        add( "convert", "write a policy of any format as ACL text", [this] { return Cli::convert( convert_ ); } );
+    addConsole( convert, convert_.console );
+    addPolicy( convert, convert_.policy );
+    addOutput( convert, convert_.output );
+
+    CLI::App& chips = add( "chips", "list the chips, or print one's profile", [this] { return Cli::chips( chips_ ); } );
+    addConsole( chips, chips_.console );
+    chips.add_option( "NAME", chips_.name, "a chip, or a profile's file" );
+  }
+
+  int run( int argc, char** argv ) {
+    try {
+      app_.parse( argc, argv );
+    } catch ( CLI::ParseError const& error ) {
+      return app_.exit( error ) == 0 ? kDone : kQuestionIsWrong;
+    }
+    return chosen_();
+  }
+
+ private:
+  CLI::App& add( char const* name, char const* description, std::function<int()> command ) {
+    CLI::App& subcommand = *app_.add_subcommand( name, description );
+    subcommand.callback( [this, command = std::move( command )] { chosen_ = command; } );
+    return subcommand;
+  }
+
+  CLI::App app_{ kDescription, "orvex" };
+  std::function<int()> chosen_;
+  CheckOptions check_;
+  CompileOptions compile_;
+  ClassifyOptions classify_;
+  PacketsOptions packets_;
+  ConvertOptions convert_;
+  ChipsOptions chips_;
+};
+
+}  // namespace
+
+}  // namespace Orvex::Cli
+
+int main( int argc, char** argv ) {
+  using namespace Orvex;
+  try {
+    return Cli::CommandLine().run( argc, argv );
+  } catch ( Host::OutputError const& error ) {
+    Cli::showError( error.what(), {} );
+  } catch ( std::bad_alloc const& ) {
+    Cli::showError( "there is not enough memory", {} );
+  } catch ( std::exception const& error ) {
+    Cli::showError( error.what(), {} );
+  }
+  return Cli::kQuestionIsWrong;
+}
