@@ -28,8 +28,7 @@ class TraceTap {
   }
 
   void install() {
-    std::call_once( installed_,
-                    [this] { Kiv::Trace::sinkIs( [this]( Kiv::TraceLine const& line ) { take( line ); } ); } );
+    Kiv::Trace::sinkIs( [this]( Kiv::TraceLine const& line ) { take( line ); } );
   }
 
   void onwardIs( std::function<void( Kiv::TraceLine const& )> sink ) {
@@ -51,7 +50,6 @@ class TraceTap {
       printToStandardError( line );
   }
 
-  std::once_flag installed_;
   std::mutex mutex_;
   std::function<void( Kiv::TraceLine const& )> onward_;
 };

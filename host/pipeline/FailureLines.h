@@ -5,7 +5,7 @@
 /// While one of these lives, the lines of level 0 that its thread traces are collected here. All other lines, of other
 /// threads too, go where traceSinkIs() says, or to standard error.
 ///
-/// The trace facility has one sink for the process, which this module takes over with the first object. A host that wants
+/// The trace facility has one sink for the process, which this module takes over with every object. A host that wants
 /// to see lines sets traceSinkIs() and not the facility's own.
 
 #include <functional>

@@ -36,4 +36,13 @@ TEST( FailureLines, CollectWhatFailsAndLeaveTheRestToTheHost ) {
   traceSinkIs( nullptr );
 }
 
+// Another sink was set in between, and the lines went there from then on.
+TEST( FailureLines, CollectAlsoAfterAnotherSinkWasSet ) {
+  { FailureLines const earlier; }
+  Kiv::Trace::sinkIs( nullptr );
+  FailureLines const lines;
+  handle.trace( 0, "a" );
+  EXPECT_THAT( lines.lines(), ElementsAre( "a" ) );
+}
+
 }  // namespace Orvex::Host::Test
