@@ -90,10 +90,10 @@ Kick::Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& option
   auto const parameters = Kiv::make<Brae::ParamConfig>();
   bool const permit = chip.profile().hitfulPolicy == HitfulPolicy::permit;
   parameters->hitfulUpdatePolicyIs( permit ? Brae::ParamConfig::kPermit : Brae::ParamConfig::kDeny );
-  chip.versionIs( { defaultActionsOf( policy ), [this]( PDData const& data ) { return objection( data ); } } );
   root_ = orvexRootSmFactory( chipId, chip.hwCapability(), rootConfig_, rootStatus_, config_, parameters,
                               chip.pdConfig(), chip.pdStatus(), wheel_ );
   members_.emplace( *root_->stageSmStatus() );
+  chip.versionIs( { defaultActionsOf( policy ), [this]( PDData const& data ) { return objection( data ); } } );
 }
 
 Kick::~Kick() {
