@@ -134,9 +134,7 @@ void NamedLists::reportCircle( std::vector<Step> const& path, ListReference cons
 
 SharedPrefixList AclPrefixLists::single( Vell::IpGenPrefix const& prefix ) {
   if ( prefix.isDefaultRoute() ) return nullptr;
-  SharedPrefixList& list = singles_[prefix];
-  if ( !list ) list = std::make_shared<PrefixList const>( PrefixList{ { prefix }, {} } );
-  return list;
+  return std::make_shared<PrefixList const>( PrefixList{ { prefix }, {} } );
 }
 
 SharedPrefixList AclPrefixLists::none() {

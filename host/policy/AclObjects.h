@@ -18,7 +18,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "input/Diagnostics.h"
@@ -98,8 +97,8 @@ class NamedLists {
   std::map<std::string, NamedList*, std::less<>> byName_;
 };
 
-/// Prefix lists: those that lines name, and those that rules get. Equal ones that rules get are mostly one object, and
-/// normalised() sees to the rest.
+/// Prefix lists: those that lines name, and those that rules get. That equal ones become one object is left to
+/// normalised().
 class AclPrefixLists {
  public:
   explicit AclPrefixLists( Vell::AddressFamily family )
@@ -107,7 +106,7 @@ class AclPrefixLists {
 
   NamedLists& named() noexcept { return named_; }
   /// Of a single prefix; null for the default route.
-  SharedPrefixList single( Vell::IpGenPrefix const& prefix );
+  static SharedPrefixList single( Vell::IpGenPrefix const& prefix );
   /// Of no address.
   SharedPrefixList none();
   /// Null after errors.
@@ -116,14 +115,9 @@ class AclPrefixLists {
   void addNames( PrefixListNames& names ) const;
 
  private:
-  struct PrefixHash {
-    std::size_t operator()( Vell::IpGenPrefix const& prefix ) const noexcept { return prefix.hash(); }
-  };
-
   Vell::AddressFamily family_;
   NamedLists named_;
   SharedPrefixList none_;
-  std::unordered_map<Vell::IpGenPrefix, SharedPrefixList, PrefixHash> singles_;
   std::map<std::vector<NamedList const*>, SharedPrefixList> joined_;
 };
 

@@ -71,7 +71,7 @@ class RuleReader {
       references = context_.prefixLists.named().readReferences( line_ );
       return nullptr;
     }
-    return context_.prefixLists.single( readAddress( line_, context_.family, context_.diagnostics, kOtherAddresses ) );
+    return AclPrefixLists::single( readAddress( line_, context_.family, context_.diagnostics, kOtherAddresses ) );
   }
 
   RangeSet readPorts( ListReferences& references ) {

@@ -27,18 +27,13 @@ constexpr std::string_view kPrefixListWords[] = { "except", "list", "remark", "i
 
 std::string textOf( Acl const& acl ) { return std::string( familyKeyword( acl.family ) ) + " access-list " + acl.name; }
 
-struct RulePlace {
-  std::uint32_t index = 0;
-  Place place;
-};
-
 /// An ACL while it is read.
 struct OpenAcl {
   Acl acl;
   Place place;
   std::optional<Place> defaultAction;
   bool checksProtocols = true;
-  std::vector<RulePlace> rules;
+  std::vector<PolicyPlaces::OfRule> rules;
   std::optional<std::uint32_t> greatestNumber;
 };
 
@@ -306,9 +301,13 @@ class AclTextReader {
   }
 
   void checkUnique( OpenAcl& open ) {
-    auto const byIndex = []( RulePlace const& a, RulePlace const& b ) { return a.index < b.index; };
+    auto const byIndex = []( PolicyPlaces::OfRule const& a, PolicyPlaces::OfRule const& b ) {
+      return a.index < b.index;
+    };
     std::stable_sort( open.rules.begin(), open.rules.end(), byIndex );
-    auto const sameIndex = []( RulePlace const& a, RulePlace const& b ) { return a.index == b.index; };
+    auto const sameIndex = []( PolicyPlaces::OfRule const& a, PolicyPlaces::OfRule const& b ) {
+      return a.index == b.index;
+    };
     for ( auto at = open.rules.begin();; ++at ) {
       at = std::adjacent_find( at, open.rules.end(), sameIndex );
       if ( at == open.rules.end() ) return;
@@ -322,10 +321,7 @@ class AclTextReader {
     LocatedPolicy result;
     for ( AclPrefixLists const& lists : prefixLists_ ) lists.addNames( result.listNames );
     for ( OpenAcl& each : acls_ ) {
-      PolicyPlaces::OfAcl places{ each.place, {} };
-      places.rules.reserve( each.rules.size() );
-      for ( RulePlace& rule : each.rules ) places.rules.emplace( rule.index, std::move( rule.place ) );
-      result.places.aclIs( each.acl.family, each.acl.name, std::move( places ) );
+      result.places.aclIs( each.acl.family, each.acl.name, { each.place, std::move( each.rules ) } );
       result.policy.acls.push_back( std::move( each.acl ) );
     }
     try {

@@ -50,11 +50,11 @@ bool haveCommonAddress( SharedPrefixList const& a, SharedPrefixList const& b ) {
   return !a || !b || a == b || meet( *a, *b );
 }
 
-/// Of rules that do not look at TCP flags.
+/// Of rules that do not look at TCP flags. The fields are compared first, because lists can be long.
 bool haveCommonPacket( Rule const& a, Rule const& b ) {
-  return haveCommonAddress( a.source, b.source ) && haveCommonAddress( a.destination, b.destination ) &&
-         std::all_of( kFields.begin(), kFields.end(),
-                      [&]( Field field ) { return haveCommonValue( a.ranges[field], b.ranges[field] ); } );
+  return std::all_of( kFields.begin(), kFields.end(),
+                      [&]( Field field ) { return haveCommonValue( a.ranges[field], b.ranges[field] ); } ) &&
+         haveCommonAddress( a.source, b.source ) && haveCommonAddress( a.destination, b.destination );
 }
 
 /// `rule`, with what `other` names instead where that is narrower: it matches what both match, and maybe more.

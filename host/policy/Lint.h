@@ -29,7 +29,7 @@
 
 namespace Orvex::Host {
 
-inline constexpr std::size_t kMaxFollowers = 64;
+inline constexpr std::size_t kMaxFollowers = 32;
 
 /// Adds warnings. Requires: the policy is normalised.
 void lint( LocatedPolicy const& located, Diagnostics& diagnostics );

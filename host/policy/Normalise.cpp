@@ -1,6 +1,7 @@
 #include "policy/Normalise.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <unordered_map>
 #include <unordered_set>
@@ -47,17 +48,18 @@ void checkRanges( RangeSet const& ranges, Field field, PolicyError::Place const&
 }
 
 /// Requires: the ranges are checked, so that one more than an end is still a number.
-RangeSet merged( RangeSet ranges, Field field ) {
+void merge( RangeSet& ranges, Field field ) {
+  if ( ranges.empty() ) return;
   std::sort( ranges.begin(), ranges.end() );
-  RangeSet result;
+  auto merged = ranges.begin();
   for ( ValueRange const range : ranges ) {
-    if ( !result.empty() && range.first <= result.back().last + 1 )
-      result.back().last = std::max( result.back().last, range.last );
+    if ( range.first <= merged->last + 1 )
+      merged->last = std::max( merged->last, range.last );
     else
-      result.push_back( range );
+      *++merged = range;
   }
-  if ( !result.empty() && result.front() == ValueRange{ 0, maximumOf( field ) } ) result.clear();
-  return result;
+  ranges.erase( merged + 1, ranges.end() );
+  if ( ranges.front() == ValueRange{ 0, maximumOf( field ) } ) ranges.clear();
 }
 
 // Prefix lists
@@ -71,9 +73,9 @@ void checkFamily( PrefixList const& list, PolicyError::Place const& place ) {
                                ", or move the rule to an ACL of the other family" );
 }
 
-/// By content.
+/// By content. Not noexcept: the standard library then keeps the hashes, and does not visit all lists when a table grows.
 struct ListHash {
-  std::size_t operator()( SharedPrefixList const& list ) const noexcept {
+  std::size_t operator()( SharedPrefixList const& list ) const {
     Kiv::IncrementalHash hash;
     for ( auto const* const prefixes : { &list->prefixes, &list->excepts } ) {
       hash.add( static_cast<std::uint32_t>( prefixes->size() ) );
@@ -91,13 +93,27 @@ class PrefixLists {
  public:
   SharedPrefixList normalised( SharedPrefixList const& list, PolicyError::Place const& place ) {
     if ( !list ) return nullptr;
+    if ( list->prefixes.size() + list->excepts.size() <= kSmall ) return checkedAndCanonical( list, place );
     auto const seen = seen_.find( list );
     if ( seen != seen_.end() ) return seen->second;
-    checkFamily( *list, place );
-    return seen_[list] = canonical( *list, place.family );
+    return seen_[list] = checkedAndCanonical( list, place );
   }
 
  private:
+  /// To look at a list of so few prefixes again is no dearer than to find out that it has been seen.
+  static constexpr std::size_t kSmall = 4;
+
+  SharedPrefixList checkedAndCanonical( SharedPrefixList const& list, PolicyError::Place const& place ) {
+    checkFamily( *list, place );
+    bool const isCanonical = !list->prefixes.empty() && !list->prefixes.front().isDefaultRoute() &&
+                             isStrictlyAscending( list->prefixes ) && isStrictlyAscending( list->excepts );
+    return isCanonical ? *kept_.insert( list ).first : canonical( *list, place.family );
+  }
+
+  static bool isStrictlyAscending( std::vector<Vell::IpGenPrefix> const& prefixes ) {
+    return std::adjacent_find( prefixes.begin(), prefixes.end(), std::greater_equal<>() ) == prefixes.end();
+  }
+
   SharedPrefixList canonical( PrefixList list, Vell::AddressFamily family ) {
     auto const anyAddress = Vell::IpGenPrefix::defaultRoute( family );
     sortUnique( list.prefixes );
@@ -172,7 +188,7 @@ class Normaliser {
     for ( Field const field : kFields ) {
       place_.field = Kiv::stringValue( field );
       checkRanges( rule.ranges[field], field, place_ );
-      rule.ranges[field] = merged( std::move( rule.ranges[field] ), field );
+      merge( rule.ranges[field], field );
     }
     place_.field.clear();
   }

@@ -1,14 +1,28 @@
 #include "policy/PolicyPlaces.h"
 
+#include <algorithm>
+
 namespace Orvex::Host {
+
+namespace {
+
+bool byIndex( PolicyPlaces::OfRule const& a, PolicyPlaces::OfRule const& b ) { return a.index < b.index; }
+
+}  // namespace
+
+void PolicyPlaces::aclIs( Vell::AddressFamily family, std::string name, OfAcl places ) {
+  std::stable_sort( places.rules.begin(), places.rules.end(), byIndex );
+  acls_.insert_or_assign( std::pair( family, std::move( name ) ), std::move( places ) );
+}
 
 Place PolicyPlaces::placeOf( Vell::AddressFamily family, std::string const& acl,
                              std::optional<std::uint32_t> rule ) const {
   auto const places = acls_.find( std::pair( family, acl ) );
   if ( places == acls_.end() ) return {};
   if ( !rule ) return places->second.acl;
-  auto const found = places->second.rules.find( *rule );
-  return found == places->second.rules.end() ? places->second.acl : found->second;
+  std::vector<OfRule> const& rules = places->second.rules;
+  auto const found = std::lower_bound( rules.begin(), rules.end(), OfRule{ *rule, {} }, byIndex );
+  return found == rules.end() || found->index != *rule ? places->second.acl : found->place;
 }
 
 }  // namespace Orvex::Host

@@ -6,8 +6,8 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "input/SourceFile.h"
 #include "policy/Normalise.h"
@@ -17,14 +17,17 @@ namespace Orvex::Host {
 
 class PolicyPlaces {
  public:
+  struct OfRule {
+    std::uint32_t index = 0;
+    Place place;
+  };
   struct OfAcl {
     Place acl;
-    std::unordered_map<std::uint32_t, Place> rules;  // by index
+    std::vector<OfRule> rules;
   };
 
-  void aclIs( Vell::AddressFamily family, std::string name, OfAcl places ) {
-    acls_.insert_or_assign( std::pair( family, std::move( name ) ), std::move( places ) );
-  }
+  /// The rules may come in any order.
+  void aclIs( Vell::AddressFamily family, std::string name, OfAcl places );
 
   /// The place of the ACL or of the rule; the nearest that is known, or no file.
   Place placeOf( Vell::AddressFamily family, std::string const& acl, std::optional<std::uint32_t> rule ) const;
