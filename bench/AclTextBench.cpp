@@ -24,7 +24,7 @@ using Orvex::Host::SourceFile;
 
 std::string address( Random& random ) {
   std::string text = std::to_string( random.between( 11, 200 ) );
-  for ( int octet = 0; octet != 3; ++octet ) text += "." + std::to_string( random.below( 256 ) );
+  for ( int octet = 0; octet != 3; ++octet ) text.append( "." ).append( std::to_string( random.below( 256 ) ) );
   return text;
 }
 
