@@ -10,14 +10,14 @@
 #include <string>
 #include <utility>
 
-#include "Random.h"
+#include "packets/Random.h"
 #include "policy/AclTextReader.h"
 #include "policy/AclTextWriter.h"
 #include "policy/Lint.h"
 
 namespace {
 
-using Orvex::Bench::Random;
+using Orvex::Random;
 using Orvex::Host::Diagnostics;
 using Orvex::Host::LocatedPolicy;
 using Orvex::Host::SourceFile;

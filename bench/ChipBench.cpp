@@ -9,9 +9,9 @@
 
 #include <algorithm>
 
-#include "Random.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/SoftwareChip.h"
+#include "packets/Random.h"
 #include "pipeline/Compile.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/Normalise.h"
@@ -19,8 +19,6 @@
 namespace Orvex::Host {
 
 namespace {
-
-using Bench::Random;
 
 constexpr std::size_t kPackets = 100000;
 

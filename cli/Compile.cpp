@@ -188,7 +188,7 @@ void writeLabelTables( PDData const& snapshot, Verify::TableShape const& shape, 
     if ( !shape.combo( type ).on ) continue;
     write( fmt::format( "\n{}, otherwise {}\n", Kiv::stringValue( type ), shape.combo( type ).invalid ) );
     for ( auto const& [pair, entry] : snapshot.comboEntryColl( type )->entry() )
-      write( fmt::format( "  {},{} -> {}\n", pair.srcLabel().value(), pair.dstLabel().value(), entry.value.value() ) );
+      write( fmt::format( "  {},{} -> {}\n", pair.srcLabel.value(), pair.dstLabel.value(), entry.value.value() ) );
   }
 }
 

@@ -259,7 +259,7 @@ void FilterSetReader::add( SourceFile const& file, std::size_t number, Filter co
   } );
   bool const namesPorts = !rule.ranges[Field::sport].empty() || !rule.ranges[Field::dport].empty();
   if ( namesPorts && !havePorts ) ++portsWithoutMeaning_;
-  places_.rules.emplace( rule.index, file.placeOf( number, file.line( number ) ) );
+  places_.rules.push_back( { rule.index, file.placeOf( number, file.line( number ) ) } );
   acl_.rules.push_back( std::move( rule ) );
 }
 

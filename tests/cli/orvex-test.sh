@@ -1,0 +1,117 @@
+#!/usr/bin/env bash
+# The orvex command as its users call it: what it prints, what it writes, and how it exits.
+#
+# Usage: orvex-test.sh ORVEX EXAMPLES
+set -euo pipefail
+
+orvex=$1
+examples=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failures=0
+
+fail() {
+  echo "FAILED: $1" >&2
+  failures=$((failures + 1))
+}
+
+# run STATUS ARGUMENT...: output and messages go to files, and the exit status must be the one given.
+run() {
+  local want=$1 have=0
+  shift
+  "$orvex" "$@" >output 2>messages </dev/null || have=$?
+  [ "$have" -eq "$want" ] || fail "orvex $*: exit status $have, not $want: $(head -c 500 messages)"
+}
+
+# says FILE TEXT: the file has the text.
+says() { grep -qF -- "$2" "$1" || fail "$1 does not say: $2; it says: $(head -c 500 "$1")"; }
+is_empty() { [ ! -s "$1" ] || fail "$1 is not empty: $(head -c 500 "$1")"; }
+
+cat >small.acl <<'ACL'
+ip access-list edge
+  10 permit tcp 10.0.0.0/8 any eq 80
+  20 deny ip any any
+ACL
+cat >filters.txt <<'FILTERS'
+# comment
+@10.0.0.0/8	192.0.2.0/24	0 : 65535	80 : 443	0x06/0xFF	0x0000/0x0200
+@0.0.0.0/0 0.0.0.0/0 0:65535 53:53 0x00/0x00
+FILTERS
+
+# Help and usage
+run 0 --help && says output "orvex compile edge.acl"
+run 0 --version && says output "orvex 0."
+for arguments in "" "comple" "compile" "compile small.acl --format yaml" "classify small.acl" \
+  "classify small.acl --packets p --interpret --compare" "compile small.acl --trace 12" \
+  "compile small.acl --trace 6:NoSuchModule"; do
+  # shellcheck disable=SC2086
+  run 2 $arguments
+done
+
+# check
+run 0 check small.acl && says output "1 ACL, 2 rules: no errors, 0 warnings"
+printf '  30 permit tpc any any\n' >>small.acl
+run 2 check small.acl && says messages 'small.acl:4:13: error: "tpc" is no protocol; did you mean "tcp"?'
+sed -i '$d' small.acl
+run 2 check missing.acl && says messages "missing.acl: error: cannot be read"
+
+# compile
+run 0 compile small.acl && says output "2 rules in 1 ACL; 2 entries" && is_empty messages
+run 0 compile small.acl --format table
+says output "rule 10: 1 source x 1 port x 1 protocol = 1 entry; plain prefix expansion 1"
+says output "10.0.0.0/8 -> "
+run 0 compile small.acl --format json -o snapshot.json && is_empty output
+python3 -m json.tool <snapshot.json >/dev/null || fail "the snapshot is no JSON"
+run 0 compile small.acl --format json
+cmp -s output snapshot.json || fail "two equal compiles differ"
+run 0 compile "$examples/edge.acl" && says output "25 rules in 2 ACLs"
+run 0 compile "$examples/datacentre.acl"
+run 0 compile small.acl --chip all
+[ "$(wc -l <output)" -ge 4 ] || fail "--chip all has too few lines"
+
+# A file that cannot be written, or an input with an error, leaves the old file as it is.
+echo old >out.json
+run 2 compile missing.acl --format json -o out.json && says out.json old
+run 2 compile small.acl --format json -o no/such/directory/out.json
+run 2 compile small.acl -o /dev/full && says messages "No space left on device"
+
+# Chips
+run 0 chips && says output "default"
+run 0 chips default && cp output mine.json
+run 0 compile small.acl --chip ./mine.json
+sed 's/"ruleEntries": [0-9]*/"ruleEntries": 1/' mine.json >tiny.json
+run 1 compile small.acl --format json -o out.json --chip ./tiny.json
+says messages "ruleEntries: there are 1, it would take 2" && says out.json old
+run 2 compile small.acl --chip defalt && says messages 'did you mean "default"?'
+sed 's/"width": 16/"width": 17/' mine.json >wide.json
+run 2 compile small.acl --chip ./wide.json && says messages "wide.json:"
+
+# ClassBench sets
+run 0 compile filters.txt && says messages "the flags of 1 filter are left out"
+says messages "1 filter match ports on protocols without ports"
+run 2 compile filters.txt --classbench-flags honour && says messages "filters.txt:2:"
+run 0 convert filters.txt --classbench-action alternate -o filters.acl -q
+run 0 compile filters.acl --format json && cp output converted.json
+run 0 compile filters.txt --classbench-action alternate --format json -q
+cmp -s output converted.json || fail "a converted set compiles otherwise"
+run 0 convert filters.acl && cmp -s output filters.acl || fail "text to text is no fixed point"
+
+# Packets
+for policy in small.acl filters.txt "$examples/edge.acl"; do
+  run 0 packets "$policy" --count 2000 --seed 3 -o packets.json -q
+  [ "$(wc -l <packets.json)" -eq 2000 ] || fail "there are not 2000 packets"
+  run 0 classify "$policy" --packets packets.json --compare -q && says output "2,000 packets: table and policy agree"
+  run 0 classify "$policy" --packets packets.json -q && cp output verdicts
+  run 0 classify "$policy" --packets packets.json --interpret -q
+  cmp -s output verdicts || fail "verdicts of table and policy differ"
+done
+echo '{"acl": "edge", "src": "10.1.1.1", "dst": "1.1.1.1", "proto": 6, "dport": 80}' >packets.json
+run 0 classify small.acl --packets packets.json && says output '{"rule": 10, "action": "permit"}'
+echo '{"acl": "egde", "src": "10.1.1.1", "dst": "1.1.1.1"}' >packets.json
+run 2 classify small.acl --packets packets.json && says messages 'did you mean "edge"?'
+echo '{"acl": "edge", "src": "10.1.1.1", "dst": "1.1.1.1", "dprot": 80}' >packets.json
+run 2 classify small.acl --packets packets.json && says messages 'packets.json:1:54: error: a packet has no "dprot"; did you mean "dport"?'
+
+[ "$failures" -eq 0 ] || exit 1
+echo "all as expected"
