@@ -120,6 +120,20 @@ void NamedLists::checkNesting( Diagnostics& diagnostics ) const {
   }
 }
 
+void NamedLists::checkExcepts( Diagnostics& diagnostics ) const {
+  for ( NamedList const& list : lists_ ) {
+    if ( list.hasOnlyExcepts() ) continue;  // an error where it is used
+    PrefixList ascending = list.addresses;
+    std::sort( ascending.prefixes.begin(), ascending.prefixes.end() );
+    std::sort( ascending.excepts.begin(), ascending.excepts.end() );
+    for ( std::size_t at = 0; at != list.excepts.size(); ++at )
+      if ( isNeedless( ascending, list.addresses.excepts[at] ) )
+        diagnostics.warning( list.excepts[at],
+                             "this except cuts nothing: the list's own entries do not match what surrounds it",
+                             "remove it, or write it in the list that has the addresses" );
+  }
+}
+
 void NamedLists::reportCircle( std::vector<Step> const& path, ListReference const& closing,
                                Diagnostics& diagnostics ) const {
   std::string chain;

@@ -42,6 +42,7 @@ struct NamedList {
   std::optional<Place> definition;
   // The own entries; of the two, a list uses what is of its kind.
   PrefixList addresses;
+  std::vector<Place> excepts;  // of those of the addresses, in their order
   RangeSet ports;
   ListReferences nested;
   /// What is missing is known already.
@@ -72,6 +73,9 @@ class NamedLists {
 
   /// Reports nested lists that are not defined, and lists that nest in a circle.
   void checkNesting( Diagnostics& diagnostics ) const;
+
+  /// Warns of excepts that cut nothing, as those do that are meant for a nested list.
+  void checkExcepts( Diagnostics& diagnostics ) const;
 
   /// The lists that can be reached from the references, each once. Nothing when one is not fit to be used; the errors name
   /// the user, a rule. What checkNesting() reports is not reported again.

@@ -67,7 +67,10 @@ class AclTextReader {
   }
 
   std::optional<LocatedPolicy> finished() {
-    for ( AclPrefixLists& lists : prefixLists_ ) lists.named().checkNesting( diagnostics_ );
+    for ( AclPrefixLists& lists : prefixLists_ ) {
+      lists.named().checkNesting( diagnostics_ );
+      lists.named().checkExcepts( diagnostics_ );
+    }
     portLists_.checkNesting( diagnostics_ );
     for ( WaitingRule const& each : waiting_ )
       if ( !diagnostics_.tooManyErrors() ) fillIn( each );
@@ -260,10 +263,12 @@ class AclTextReader {
   void readPrefixListEntry( AclLine& line ) {
     AclPrefixLists& lists = prefixLists( listFamily_ );
     if ( line.accept( "list" ) ) return nest( line, lists.named() );
+    std::string_view const first = line.word();
     bool const excepted = line.accept( "except" );
     if ( excepted && line.word() == "list" ) line.failHere( "an address", "except takes addresses; lists only add" );
     auto& prefixes = excepted ? list_->addresses.excepts : list_->addresses.prefixes;
     prefixes.push_back( readAddress( line, listFamily_, diagnostics_, kPrefixListWords ) );
+    if ( excepted ) list_->excepts.push_back( line.placeOf( first ) );
     line.expectEnd();
   }
 

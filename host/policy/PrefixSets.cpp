@@ -134,6 +134,11 @@ PrefixList unionOf( std::span<PrefixList const* const> lists ) {
   return result;
 }
 
+bool isNeedless( PrefixList const& list, Vell::IpGenPrefix const& except ) {
+  if ( std::binary_search( list.prefixes.begin(), list.prefixes.end(), except ) ) return true;
+  return except.isDefaultRoute() || !matchesAt( list, cut( except, except.length() - 1 ) );
+}
+
 bool contains( PrefixList const& outer, PrefixList const& inner ) {
   if ( isOnePrefix( inner ) ) return containsPrefix( outer, inner.prefixes.front() );
   if ( isOnePrefix( outer ) ) {

@@ -26,6 +26,10 @@ PrefixList unionOf( std::span<PrefixList const* const> lists );
 /// The prefix of that length around this one. Requires: length <= prefix.length().
 Vell::IpGenPrefix cut( Vell::IpGenPrefix const& prefix, std::uint32_t length );
 
+/// Whether the list, without this excepted prefix of it, would match the same.
+/// Requires: its prefixes and excepts ascend.
+bool isNeedless( PrefixList const& list, Vell::IpGenPrefix const& except );
+
 /// Whether `outer` matches every address that `inner` matches. Regions that inner prefixes fill to the last address are
 /// looked at too, so that the answer can be no where yes would be right.
 /// Requires: the lists are those of a normalised policy; so does meet().

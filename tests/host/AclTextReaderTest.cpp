@@ -242,6 +242,20 @@ TEST( AclText, PrefixesThatAreNotCanonicalAreCutWithAWarning ) {
       messagesOf( "ip access-list a\npermit ip 10.1.2.3 0.255.255.255 any\n" ) );
 }
 
+TEST( AclText, ExceptsThatCutNothingAreWarnedAbout ) {
+  auto const warned = []( std::string const& entries ) {
+    return messagesOf( "ip access-list a\nip prefix-list b\n 11.0.0.0/8\nip prefix-list a\n" + entries )
+               .find( "warning: this except cuts nothing" ) != std::string::npos;
+  };
+  EXPECT_TRUE( warned( " list b\n 10.0.0.0/8\n except 11.1.0.0/16\n" ) );
+  EXPECT_TRUE( warned( " 10.0.0.0/8\n except 10.0.0.0/8\n" ) );
+  EXPECT_TRUE( warned( " 10.0.0.0/8\n except 10.1.0.0/16\n except 10.1.2.0/24\n" ) );
+  EXPECT_TRUE( warned( " 10.0.0.0/8\n except any\n" ) );
+  EXPECT_FALSE( warned( " except 10.1.0.0/16\n 10.0.0.0/8\n" ) );
+  EXPECT_FALSE( warned( " 10.0.0.0/8\n except 10.1.0.0/16\n 10.1.2.0/24\n except 10.1.2.3/32\n" ) );
+  EXPECT_FALSE( warned( " any\n except 10.0.0.0/8\n" ) );
+}
+
 TEST( AclText, IncludesAreRelativeToTheirFileAndReadOnce ) {
   namespace fs = std::filesystem;
   fs::path const directory = fs::path( testing::TempDir() ) / "orvex-includes";
