@@ -166,7 +166,7 @@ void checkProtocolWord( AclLine const& line, Vell::AddressFamily family ) {
   bool const ipv4 = family == Vell::AddressFamily::ipv4;
   std::string const acl = ipv4 ? "in an IPv4 ACL" : "in an IPv6 ACL";
   std::string_view const word = line.word();
-  if ( word == familyKeyword( ipv4 ? Vell::AddressFamily::ipv6 : Vell::AddressFamily::ipv4 ) )
+  if ( ipv4 ? word == "ipv6" : word == "ip" || word == "ipv4" )
     line.fail( word, inQuotes( word ) + " is not a protocol " + acl,
                "write " + std::string( familyKeyword( family ) ) + " for any protocol" );
   if ( ipv4 && ( word == "icmpv6" || word == "ipv6-icmp" ) )
@@ -188,7 +188,7 @@ std::uint32_t readNumber( AclLine& line, NumberWords const& words ) { return Val
 
 RangeSet readProtocols( AclLine& line, Vell::AddressFamily family ) {
   checkProtocolWord( line, family );
-  if ( line.accept( familyKeyword( family ) ) ) return {};
+  if ( line.accept( familyKeyword( family ) ) || line.accept( "ipv4" ) ) return {};
   NumberWords const words{ "protocol", maximumOf( Field::proto ), kProtocolNames };
   RangeSet protocols;
   do {

@@ -95,7 +95,8 @@ TEST( AclText, PortsAreListsRangesAndComparisonsByNumberOrName ) {
 
 TEST( AclText, ProtocolsAreNumbersNamesAndRanges ) {
   Case const cases[] = {
-      { "", "permit ip any any" },          { "proto 0", "permit 0 any any" },
+      { "", "permit ip any any" },          { "", "permit ipv4 any any" },
+      { "proto 0", "permit 0 any any" },
       { "proto 47", "permit gre any any" }, { "proto 50-51 89", "permit ospf, esp-ah any any" },
       { "", "permit 0-255 any any" },       { "proto 58", "permit 58 any any" },
   };
