@@ -73,13 +73,13 @@ CompileReporter::CompileReporter( StageSmStatus const& statuses, ChipProfile con
     : aggregator_( Kiv::ptrCast<AggregatorStatus const>( statuses.aggregatorStatus() ) ),
       statuses_( statuses ),
       profile_( profile ) {
-  auto const& acls = aggregator_->aclGenSetIpRuleList();
-  for ( auto acl = acls.begin(); acl; ++acl )
-    for ( auto rule = acl.value()->genSetIpRuleById().begin(); rule; ++rule )
-      rules_.push_back( { PDAclKey( acl.value()->af(), acl.key() ), rule.key().value(), rule.value() } );
-  std::sort( rules_.begin(), rules_.end(), []( RuleRef const& a, RuleRef const& b ) {
-    return std::tie( a.acl, a.index ) < std::tie( b.acl, b.index );
-  } );
+  std::map<PDAclKey, Kiv::Ptr<AclGenSetIpRuleList>> acls;
+  auto const& lists = aggregator_->aclGenSetIpRuleList();
+  for ( auto list = lists.begin(); list; ++list )
+    acls.emplace( PDAclKey( list.value()->af(), list.key() ), list.value() );
+  for ( auto const& [key, acl] : acls )
+    for ( auto rule = acl->genSetIpRuleById().begin(); rule; ++rule )
+      rules_.push_back( { key, rule.key().value(), rule.value() } );
 }
 
 // Labels
