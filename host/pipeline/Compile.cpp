@@ -46,6 +46,7 @@ class Kick {
  private:
   bool step();
   void noteEndedStages();
+  void noteStageTime( Stage stage );
   bool waitForDriver();
   void takeBack();
 
@@ -104,6 +105,7 @@ Kick::~Kick() {
 }
 
 CompileResult Kick::run() {
+  noteStageTime( Stage::stageInit );
   if ( options_.progress ) options_.progress( running_ );
   rootConfig_->orvexKickRequestIs( OrvexKickRequest::orvexStart );
   rootConfig_->orvexKickTimeIs( Kiv::System::currentTime() );
@@ -135,8 +137,9 @@ bool Kick::step() {
     wheel_->service();
   } else if ( !chip_.serve() ) {
     if ( waitForDriver() ) return true;
-    end( CompileOutcome::driverSilent,
-         "the chip's driver has been silent for " + std::to_string( options_.driverTimeout.count() ) + " ms" );
+    end( CompileOutcome::driverSilent, "the chip's driver has been silent for " +
+                                           std::to_string( options_.driverTimeout.count() ) + " ms" +
+                                           ( loadMade() ? "; the new table is in force" : "" ) );
     return false;
   }
   lastSign_ = Clock::now();
@@ -145,9 +148,7 @@ bool Kick::step() {
 
 void Kick::noteEndedStages() {
   while ( running_ != Stage::stageInit && members_->ended( running_, kickTime() ) ) {
-    auto const now = Clock::now();
-    result_.stages.push_back( { running_, now - stageBegan_ } );
-    stageBegan_ = now;
+    noteStageTime( running_ );
     running_ = running_ == Stage::stageLoader ? Stage::stageInit : static_cast<Stage>( Kiv::enumValue( running_ ) + 1 );
     if ( running_ != Stage::stageInit && options_.progress ) options_.progress( running_ );
   }
@@ -155,6 +156,12 @@ void Kick::noteEndedStages() {
   auto const& published = chip_.pdConfig()->currPDData();
   if ( running_ == Stage::stageLoader && published != snapshotBefore_ ) result_.snapshot = published;
   if ( chip_.pdConfig()->globalAclControl() != GlobalAclControl::doNotApply ) result_.hitful = true;
+}
+
+void Kick::noteStageTime( Stage stage ) {
+  auto const now = Clock::now();
+  result_.stages.push_back( { stage, now - stageBegan_ } );
+  stageBegan_ = now;
 }
 
 /// False when it has been silent for too long.

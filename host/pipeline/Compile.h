@@ -70,7 +70,7 @@ struct CompileResult {
   /// The load disturbed traffic.
   bool hitful = false;
 
-  /// The stages that ended, in order.
+  /// The stages that ended, in order; "stageInit" is the time that configuration and root took to build.
   std::vector<StageTime> stages;
   /// Of the label tables that are on and whose labels were counted before the kick ended.
   std::vector<LabelUse> labels;

@@ -292,6 +292,27 @@ TEST( Compile, ADriverThatFallsSilentUnderTheBlanketPolicyLeavesNoneInForce ) {
   expectWebVersionInForce( chip );
 }
 
+// The load has been made, and the end of the blanket policy is not confirmed.
+TEST( Compile, ADriverThatFallsSilentAfterTheLoadHasTheNewTableInForce ) {
+  ChipProfile profile = plainChip();
+  profile.capacities[Resource::ruleEntries] = 2;
+  SilentChip chip( profile, RequestState::load );
+  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  CompileOptions options;
+  options.driverTimeout = std::chrono::milliseconds( 20 );
+  options.cancelled = [&] {
+    chip.silent = chip.pdStatus()->pdAclRuleIpv6EntryStatus().responseState == ResponseState::loaded &&
+                  chip.policyInForce() != GlobalAclControl::doNotApply;
+    return false;
+  };
+  auto const result = compile( mailVersion(), chip, options );
+  EXPECT_EQ( CompileOutcome::driverSilent, result.outcome );
+  EXPECT_EQ( "the chip's driver has been silent for 20 ms; the new table is in force", result.message );
+  EXPECT_EQ( result.snapshot, chip.pdConfig()->currPDData() );
+  EXPECT_EQ( 11U, atPort( chip, "80" ).rule );
+  EXPECT_EQ( permittedByDefault(), atPort( chip, "1" ) );
+}
+
 TEST( Compile, ACancelAtAnyStepLeavesTheChipWithOneOfTheTwoVersions ) {
   ChipProfile profile = plainChip();
   profile.capacities[Resource::ruleEntries] = 2;
@@ -352,6 +373,9 @@ TEST( Compile, FiguresSayHowARulesEntriesComeAbout ) {
   EXPECT_EQ( 10U, begun.size() );
   EXPECT_EQ( Stage::stageAggregator, begun.front() );
   EXPECT_EQ( Stage::stageLoader, begun.back() );
+  ASSERT_EQ( 11U, result.stages.size() );
+  for ( std::size_t at = 0; at != result.stages.size(); ++at )
+    EXPECT_EQ( static_cast<Stage>( at ), result.stages[at].stage );
 }
 
 }  // namespace Orvex::Host::Test
