@@ -23,17 +23,18 @@ coverage() {
 # Without the va_list checker, which takes a list that va_start has just begun for an uninitialised one.
 clang_analyzer() {
   build_preset clang
-  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' |
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' 'cli/*.cpp' |
     xargs -d '\n' -P "$(nproc)" -n 4 clang-tidy --quiet --checks='-*,clang-analyzer-*,-clang-analyzer-valist*' --warnings-as-errors='*' \
       -p build/clang
 }
 
 # A level repeated in each class, a count of changes that assignment raises, and a value that try_emplace leaves alone, are
-# meant.
+# meant. Members of class types have constructors, which cppcheck does not see in every template; clang-tidy looks for those
+# that have none.
 cppcheck_sources() {
-  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' |
+  git ls-files 'platform/src/*.cpp' 'src/*.cpp' 'host/*.cpp' 'cli/*.cpp' |
     xargs -d '\n' cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --quiet \
-      --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --error-exitcode=1 -Iplatform/include -Iinclude -Ihost
+      --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --suppress=uninitMemberVar --error-exitcode=1 -Iplatform/include -Iinclude -Ihost
 }
 
 long_runs() {
