@@ -46,7 +46,7 @@ std::string traceIs( std::string const& text ) {
 }
 
 template <class Value>
-auto const oneOf( std::map<std::string, Value> const& names ) {
+auto oneOf( std::map<std::string, Value> const& names ) {
   return CLI::CheckedTransformer( names );
 }
 

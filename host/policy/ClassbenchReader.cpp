@@ -61,9 +61,9 @@ class FilterLine {
   void skipBlanks() { rest_.remove_prefix( std::min( rest_.find_first_not_of( kBlanks ), rest_.size() ) ); }
   std::string_view word( std::string_view stops, std::string_view what );
   IpGenPrefix prefix( std::string_view what );
-  std::uint32_t decimal( std::string_view text, std::uint32_t maximum, std::string_view what ) const;
+  static std::uint32_t decimal( std::string_view text, std::uint32_t maximum, std::string_view what );
   ValueRange portRange( std::string_view what );
-  MaskedNumber maskedNumber( std::string_view text, std::uint32_t maximum, std::string_view what ) const;
+  static MaskedNumber maskedNumber( std::string_view text, std::uint32_t maximum, std::string_view what );
 
   SourceFile const& file_;
   std::size_t number_;
@@ -107,8 +107,8 @@ std::string_view FilterLine::word( std::string_view stops, std::string_view what
 IpGenPrefix FilterLine::prefix( std::string_view what ) {
   std::string_view const text = word( kBlanks, what );
   std::size_t const slash = text.find( '/' );
-  auto const family = text.find( ':' ) == text.npos ? AddressFamily::ipv4 : AddressFamily::ipv6;
-  if ( slash == text.npos )
+  auto const family = text.find( ':' ) == std::string_view::npos ? AddressFamily::ipv4 : AddressFamily::ipv6;
+  if ( slash == std::string_view::npos )
     throw FaultyLine{ text, "this " + std::string( what ) + " has no length", "write ADDRESS/LENGTH" };
   std::uint32_t const length = decimal( text.substr( slash + 1 ), Vell::addressWidthBits( family ), "prefix length" );
   Kiv::TextReader reader( text.substr( 0, slash ) );
@@ -131,7 +131,7 @@ IpGenPrefix FilterLine::prefix( std::string_view what ) {
   }
 }
 
-std::uint32_t FilterLine::decimal( std::string_view text, std::uint32_t maximum, std::string_view what ) const {
+std::uint32_t FilterLine::decimal( std::string_view text, std::uint32_t maximum, std::string_view what ) {
   std::uint32_t value = 0;
   auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), value );
   if ( text.empty() || error != std::errc() || end != text.data() + text.size() || value > maximum )
@@ -161,7 +161,7 @@ ValueRange FilterLine::portRange( std::string_view what ) {
 }
 
 /// Two hexadecimal numbers, as 0x06/0xFF.
-MaskedNumber FilterLine::maskedNumber( std::string_view text, std::uint32_t maximum, std::string_view what ) const {
+MaskedNumber FilterLine::maskedNumber( std::string_view text, std::uint32_t maximum, std::string_view what ) {
   auto const number = [maximum]( std::string_view part ) -> std::optional<std::uint32_t> {
     if ( part.size() < 3 || part[0] != '0' || ( part[1] | 0x20 ) != 'x' ) return std::nullopt;
     std::uint32_t value = 0;
@@ -171,7 +171,7 @@ MaskedNumber FilterLine::maskedNumber( std::string_view text, std::uint32_t maxi
   };
   std::size_t const slash = text.find( '/' );
   auto const value = number( text.substr( 0, slash ) );
-  auto const mask = slash == text.npos ? std::nullopt : number( text.substr( slash + 1 ) );
+  auto const mask = slash == std::string_view::npos ? std::nullopt : number( text.substr( slash + 1 ) );
   if ( !value || !mask )
     throw FaultyLine{ text, inQuotes( text ) + " are no " + std::string( what ) + " and mask",
                       maximum == 0xFF ? "write two hexadecimal numbers of at most 0xFF, as 0x06/0xFF"
@@ -316,7 +316,7 @@ bool looksLikeClassbench( SourceFile const& file ) {
   for ( std::size_t number = 1; number <= file.lineCount(); ++number ) {
     std::string_view const line = file.line( number );
     std::size_t const begin = line.find_first_not_of( kBlanks );
-    if ( begin != line.npos && line[begin] != '#' ) return line[begin] == '@';
+    if ( begin != std::string_view::npos && line[begin] != '#' ) return line[begin] == '@';
   }
   return false;
 }
