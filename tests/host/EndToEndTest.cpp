@@ -2,10 +2,10 @@
 
 #include <string>
 
+#include "host/CompiledPolicy.h"
 #include "host/PolicyNotation.h"
 #include "host/RandomChip.h"
 #include "host/RandomPolicy.h"
-#include "orvex/TestChip.h"
 #include "orvex/TestStages.h"
 #include "packets/BoundaryPackets.h"
 #include "policy/AclConfigBuilder.h"
@@ -20,13 +20,6 @@ namespace {
 
 using Orvex::Test::TestChip;
 using Orvex::Test::TraceLines;
-
-/// Compiles the policy onto the chip. Null when the kick failed.
-Kiv::Ptr<PDData> compiled( TestChip& chip, Policy const& policy ) {
-  chip.policy = Kiv::make<AclConfigColl>( Brae::ChipId( 7 ) );
-  buildAclConfig( policy, *chip.policy );
-  return chip.compile() == OrvexProgress::orvexFinishedSuccess ? chip.driver.loaded : nullptr;
-}
 
 void expectTheSnapshotIsThePolicy( Policy const& policy, PDData const& snapshot, Verify::TableShape const& shape,
                                    Random& random, int packetsAnAcl ) {
