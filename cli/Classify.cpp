@@ -8,7 +8,7 @@
 #include "input/NearestWord.h"
 #include "output/OutputFile.h"
 #include "packets/PacketJson.h"
-#include "pipeline/Compile.h"
+#include "pipeline/ProvedCompile.h"
 #include "policy/AclConfigBuilder.h"
 #include "verify/Interpreter.h"
 
@@ -90,7 +90,7 @@ int classify( ClassifyOptions const& options ) {
   if ( !known ) return kQuestionIsWrong;
 
   if ( options.mode != ClassifyMode::interpret ) {
-    auto const result = Host::compile( located->policy, chip );
+    auto const result = Host::compileProved( located->policy, chip ).compile;
     if ( result.outcome != Host::CompileOutcome::loaded ) {
       showError( "the policy is not loaded: " + result.message, options.console );
       return kAnswerIsNo;

@@ -10,8 +10,8 @@
 #include "chip/SnapshotJson.h"
 #include "chip/SoftwareChip.h"
 #include "output/OutputFile.h"
-#include "pipeline/Compile.h"
 #include "pipeline/PlainExpansion.h"
+#include "pipeline/ProvedCompile.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/Lint.h"
 
@@ -47,15 +47,22 @@ class Progress {
   bool shown_ = false;
 };
 
-CompileResult compiled( Host::Policy const& policy, Host::SoftwareChip& chip, ConsoleOptions const& console ) {
-  Progress progress( console );
-  Host::CompileOptions options;
-  options.progress = [&progress]( OrvexActiveStage stage ) { progress.show( stage ); };
-  return Host::compile( policy, chip, options );
+Host::ProvedResult compiled( Host::Policy const& policy, Host::SoftwareChip& chip, CompileOptions const& options ) {
+  Progress progress( options.console );
+  Host::CompileOptions compileOptions;
+  compileOptions.progress = [&progress]( OrvexActiveStage stage ) { progress.show( stage ); };
+  return Host::compileProved( policy, chip, compileOptions,
+                              options.verify ? Host::ProofMode::prove : Host::ProofMode::loadNothing );
 }
 
 std::string capacityText( std::uint64_t capacity ) {
   return capacity == Host::kUnlimited ? "no limit" : grouped( capacity );
+}
+
+/// "hitless, proved equal to the policy in 0.8 ms"
+std::string proofText( Host::ProvedResult const& proved ) {
+  return fmt::format( "{}, proved equal to the policy in {:.1f} ms", proved.compile.hitful ? "hitful" : "hitless",
+                      std::chrono::duration<double, std::milli>( proved.proofTime ).count() );
 }
 
 void writeAcls( Host::Policy const& policy, CompileResult const& result, Sink const& write ) {
@@ -120,8 +127,9 @@ class PlainEntries {
   std::map<std::pair<PDAclKey, std::uint32_t>, std::uint64_t> entries_;
 };
 
-void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile, CompileResult const& result,
+void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile, Host::ProvedResult const& proved,
                    Sink const& write ) {
+  CompileResult const& result = proved.compile;
   std::uint64_t entries = result.snapshot->pdAclColl()->numFilters();
   double milliseconds = 0;
   for ( Host::StageTime const& stage : result.stages )
@@ -130,8 +138,9 @@ void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile,
   write( fmt::format( "{} in {}; {}, where plain prefix expansion takes {}{}\n", counted( rulesIn( policy ), "rule" ),
                       counted( policy.acls.size(), "ACL" ), entries == 1 ? "1 entry" : grouped( entries ) + " entries",
                       plain.sum() == ~std::uint64_t{ 0 } ? "more than " : "", grouped( plain.sum() ) ) );
-  write( fmt::format( "loaded into chip {} ({}) in {:.1f} ms\n\n", profile.name, result.hitful ? "hitful" : "hitless",
-                      milliseconds ) );
+  bool const loaded = result.outcome == CompileOutcome::loaded;
+  write( fmt::format( "{} chip {} in {:.1f} ms; {}\n\n", loaded ? "loaded into" : "not loaded into", profile.name,
+                      milliseconds, loaded ? proofText( proved ) : "not verified" ) );
   writeAcls( policy, result, write );
   writeCapacities( result, profile, write );
   writeLabels( result, write );
@@ -201,12 +210,13 @@ void writeTable( Host::Policy const& policy, Host::ChipProfile const& profile, C
 }
 
 void writeResult( CompileOptions const& options, Host::Policy const& policy, Host::ChipProfile const& profile,
-                  CompileResult const& result ) {
+                  Host::ProvedResult const& proved ) {
+  CompileResult const& result = proved.compile;
   Host::OutputFile output( options.output );
   Sink const write = [&output]( std::string_view text ) { output.write( text ); };
   switch ( options.format ) {
     case CompileFormat::summary:
-      writeSummary( policy, profile, result, write );
+      writeSummary( policy, profile, proved, write );
       break;
     case CompileFormat::table:
       writeTable( policy, profile, result, write );
@@ -216,6 +226,11 @@ void writeResult( CompileOptions const& options, Host::Policy const& policy, Hos
       break;
   }
   output.commit();
+}
+
+/// The chip was not asked, because nothing was to be proved. Where the table does not fit, that is said instead.
+bool isLeftUnproved( CompileResult const& result, CompileOptions const& options ) {
+  return !options.verify && result.outcome == CompileOutcome::refused && result.shortages.empty();
 }
 
 /// What "check" would warn of; all of it would hide the summary.
@@ -233,8 +248,8 @@ int compileForAll( Host::Policy const& policy, CompileOptions const& options ) {
   Host::OutputFile output( options.output );
   for ( Host::ChipProfile const& profile : Host::builtInProfiles() ) {
     Host::SoftwareChip chip( kChip, profile );
-    CompileResult const result = compiled( policy, chip, options.console );
-    bool const fits = result.outcome == CompileOutcome::loaded;
+    CompileResult const result = compiled( policy, chip, options ).compile;
+    bool const fits = result.outcome == CompileOutcome::loaded || isLeftUnproved( result, options );
     allFit = allFit && fits;
     std::string line = fmt::format( "{:<16} {:<12}", profile.name, fits ? "fits" : "does not fit" );
     if ( result.snapshot )
@@ -262,13 +277,16 @@ int compile( CompileOptions const& options ) {
   if ( forAll ) return compileForAll( located->policy, options );
 
   Host::SoftwareChip chip( kChip, *profile );
-  CompileResult const result = compiled( located->policy, chip, options.console );
-  if ( result.outcome != CompileOutcome::loaded ) {
+  Host::ProvedResult const proved = compiled( located->policy, chip, options );
+  CompileResult const& result = proved.compile;
+  if ( isLeftUnproved( result, options ) ) {
+    showWarning( "the table is not proved to be the policy, and nothing is loaded", options.console );
+  } else if ( result.outcome != CompileOutcome::loaded ) {
     showError( fmt::format( "the policy is not loaded into chip {}: {}", profile->name, result.message ),
                options.console );
     return kAnswerIsNo;
   }
-  writeResult( options, located->policy, *profile, result );
+  writeResult( options, located->policy, *profile, proved );
   return kDone;
 }
 

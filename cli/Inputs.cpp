@@ -22,6 +22,13 @@ bool isColoured( ConsoleOptions const& options ) {
   return standardErrorIsTerminal() && std::getenv( "NO_COLOR" ) == nullptr;
 }
 
+void showMessage( char const* kind, char const* colour, std::string const& text, ConsoleOptions const& options ) {
+  if ( isColoured( options ) )
+    fmt::print( stderr, "orvex: \033[{}m{}:\033[0m {}\n", colour, kind, text );
+  else
+    fmt::print( stderr, "orvex: {}: {}\n", kind, text );
+}
+
 }  // namespace
 
 std::optional<Host::LocatedPolicy> readPolicy( PolicyOptions const& options, Host::Diagnostics& diagnostics ) {
@@ -58,8 +65,11 @@ void show( Host::Diagnostics const& diagnostics, ConsoleOptions const& options )
 }
 
 void showError( std::string const& text, ConsoleOptions const& options ) {
-  bool const coloured = isColoured( options );
-  fmt::print( stderr, "orvex: {}error:{} {}\n", coloured ? "\033[1;31m" : "", coloured ? "\033[0m" : "", text );
+  showMessage( "error", "1;31", text, options );
+}
+
+void showWarning( std::string const& text, ConsoleOptions const& options ) {
+  showMessage( "warning", "1;35", text, options );
 }
 
 bool standardErrorIsTerminal() { return isatty( STDERR_FILENO ) == 1; }

@@ -24,6 +24,7 @@ void show( Host::Diagnostics const& diagnostics, ConsoleOptions const& options )
 
 /// "orvex: error: TEXT" on standard error, for what stands in no file.
 void showError( std::string const& text, ConsoleOptions const& options );
+void showWarning( std::string const& text, ConsoleOptions const& options );
 
 bool standardErrorIsTerminal();
 

@@ -40,6 +40,8 @@ struct CompileOptions {
   /// A built-in chip's name, a profile's file, or "all".
   std::string chip = "default";
   CompileFormat format = CompileFormat::summary;
+  /// Or else nothing is loaded.
+  bool verify = true;
   std::string output = "-";
 };
 
@@ -74,11 +76,19 @@ struct ChipsOptions {
   std::string name;
 };
 
+struct VerifyOptions {
+  ConsoleOptions console;
+  /// The last file is the snapshot, unless two policies are compared.
+  PolicyOptions policy;
+  bool equal = false;
+};
+
 int check( CheckOptions const& options );
 int compile( CompileOptions const& options );
 int classify( ClassifyOptions const& options );
 int packets( PacketsOptions const& options );
 int convert( ConvertOptions const& options );
 int chips( ChipsOptions const& options );
+int verify( VerifyOptions const& options );
 
 }  // namespace Orvex::Cli

@@ -24,6 +24,8 @@ constexpr char const* kDescription =
     "  orvex compile edge.acl                     compile, load into the software chip, and say what it takes\n"
     "  orvex compile edge.acl --chip all          does it fit, and where\n"
     "  orvex compile edge.acl --format json -o edge.json\n"
+    "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
+    "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
     "  orvex convert filters.txt -o filters.acl   from any format to ACL text\n";
 
@@ -103,6 +105,9 @@ class CommandLine {
         ->transform( oneOf<CompileFormat>( { { "summary", CompileFormat::summary },
                                              { "table", CompileFormat::table },
                                              { "json", CompileFormat::json } } ) );
+    compile.add_flag_callback(
+        "--no-verify", [this] { compile_.verify = false; },
+        "do not prove the table equal to the policy; nothing is loaded then" );
     addOutput( compile, compile_.output );
 
     CLI::App& classify =
@@ -121,6 +126,13 @@ class CommandLine {
             "both, and exit 1 at the first difference" )
         ->excludes( interpret );
     addOutput( classify, classify_.output );
+
+    CLI::App& verify =
+        add( "verify", "prove that a snapshot is a policy (POLICY ... SNAPSHOT), or that two policies are one",
+             [this] { return Cli::verify( verify_ ); } );
+    addConsole( verify, verify_.console );
+    addPolicy( verify, verify_.policy );
+    verify.add_flag( "--equal", verify_.equal, "compare two policies" );
 
     CLI::App& packets = add( "packets", "make packets at the boundaries of a policy's rules",
                              [this] { return Cli::packets( packets_ ); } );
@@ -162,6 +174,7 @@ class CommandLine {
   CheckOptions check_;
   CompileOptions compile_;
   ClassifyOptions classify_;
+  VerifyOptions verify_;
   PacketsOptions packets_;
   ConvertOptions convert_;
   ChipsOptions chips_;

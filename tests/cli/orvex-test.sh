@@ -70,6 +70,25 @@ run 0 compile "$examples/datacentre.acl"
 run 0 compile small.acl --chip all
 [ "$(wc -l <output)" -ge 4 ] || fail "--chip all has too few lines"
 
+says_loaded() { says output "loaded into chip default" && says output "proved equal to the policy"; }
+run 0 compile small.acl && says_loaded
+run 0 compile small.acl --no-verify && says output "not loaded into chip default" && says messages "not proved"
+
+# verify
+run 0 verify small.acl snapshot.json && says output "equal: 2 rules with 2 entries"
+sed 's/"drop": false/"drop": true/' snapshot.json >wrong.json
+run 1 verify small.acl wrong.json && says output '"dport": 80'
+sed 's/"default": "deny"/"default": "permit"/' snapshot.json >wrong.json
+run 0 verify small.acl wrong.json # no packet misses this ACL
+sed 's/"label": 1/"label": 65536/' snapshot.json >wrong.json
+run 2 verify small.acl wrong.json && says messages "wrong.json:"
+head -c 300 snapshot.json >wrong.json
+run 2 verify small.acl wrong.json && says messages "wrong.json:"
+run 2 verify small.acl
+sed 's/eq 80/eq 81/' small.acl >other.acl
+run 0 verify --equal small.acl small.acl && says output "equal"
+run 1 verify --equal small.acl other.acl && says output "dport 80" && says output "dport 81"
+
 # A file that cannot be written, or an input with an error, leaves the old file as it is.
 echo old >out.json
 run 2 compile missing.acl --format json -o out.json && says out.json old
