@@ -81,7 +81,8 @@ void prove( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& config, Chip
   state.counters["boxes"] = static_cast<double>( proof.boxes );
 }
 
-void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& config, std::vector<ChipKind> const& kinds ) {
+void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& config,
+                   std::vector<ChipKind> const& kinds ) {
   for ( ChipKind const kind : kinds ) {
     std::string const chip = kind == ChipKind::byValue      ? "/byValue"
                              : kind == ChipKind::portLabels ? "/portLabels"

@@ -1,7 +1,7 @@
 #include "verify/Prover.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "policy/AclConfigBuilder.h"
@@ -93,7 +93,10 @@ class AclProver {
       if ( found ) return found;
       if ( both.first ) earlier_.push_back( space_.boxOf( *both.first ) );
       if ( both.second ) earlierEntries_.push_back( &both.second->filter() );
+      if ( missing_.size() <= kMostMissing ) continue;
+      if ( auto const ofMissing = differenceOfMissing() ) return ofMissing;
     }
+    if ( auto const found = differenceOfMissing() ) return found;
     return acl.defaultAction == onMiss ? std::nullopt : engine_.uncovered( space_.all(), {}, earlier_ );
   }
 
@@ -110,8 +113,9 @@ class AclProver {
   std::optional<Box> differenceOfEntries( Box const& want, Kiv::SortedSet<PDAclFilter> const& entries ) {
     proof_.entries += entries.size();
     Projections const lists = projectionsOf( entries );
-    std::uint64_t const size = productSize( lists, kLargestProduct );
-    if ( size > kLargestProduct ) return differenceEntryByEntry( want, entries );
+    std::uint64_t const mostWalked = entries.size() + kMostMissing;
+    std::uint64_t const size = productSize( lists, mostWalked );
+    if ( size > mostWalked ) return differenceEntryByEntry( want, entries );
     std::vector<Box> const product = tables_.boxesOf( lists );
     if ( size == entries.size() ) {
       if ( product.size() == 1 && product.front() == want ) return std::nullopt;
@@ -123,32 +127,62 @@ class AclProver {
     if ( !isWithin ) return differenceEntryByEntry( want, entries );
     bool const isWhole = product.size() == 1 && product.front() == want;
     auto const tooLittle = isWhole ? std::nullopt : leftOver( want, product );
-    return tooLittle ? tooLittle : missingEntry( lists, entries );
+    if ( !tooLittle ) noteMissing( lists, entries );
+    return tooLittle;
   }
 
-  /// An entry of the product that neither this rule nor an earlier one has, and what of it no earlier rule matches.
-  std::optional<Box> missingEntry( Projections const& lists, Kiv::SortedSet<PDAclFilter> const& entries ) {
+  /// Notes the entries of the product that this rule does not have.
+  void noteMissing( Projections const& lists, Kiv::SortedSet<PDAclFilter> const& entries ) {
     auto next = entries.begin();
     Product product( lists );
     do {
       if ( next != entries.end() && *next == product.entry() )
         ++next;
-      else if ( !earlierRulesHave( product.entry() ) )
-        for ( Box const& box : tables_.boxesOf( projectionsOf( product.entry() ) ) )
-          if ( auto const found = leftOver( box, {} ) ) return found;
+      else
+        missing_.push_back( { product.entry(), earlier_.size(), earlierEntries_.size() } );
     } while ( product.step() );
+  }
+
+  /// What neither an earlier rule nor its own matches of a missing entry that no earlier rule has. Looking all of them up in one walk
+  /// through the table is several times as fast as keeping a set of all entries so far.
+  std::optional<Box> differenceOfMissing() {
+    std::unordered_map<PDAclFilter const*, std::size_t, ContentHash, ContentEqual> firstRules;
+    firstRules.reserve( missing_.size() );
+    for ( Missing const& missing : missing_ ) firstRules.emplace( &missing.entry, earlierEntries_.size() );
+    for ( std::size_t at = 0; !missing_.empty() && at != earlierEntries_.size(); ++at )
+      for ( PDAclFilter const& entry : *earlierEntries_[at] )
+        if ( auto const wanted = firstRules.find( &entry ); wanted != firstRules.end() )
+          wanted->second = std::min( wanted->second, at );
+    std::vector<Box> own;
+    std::size_t ownersPlace = earlierEntries_.size();
+    for ( Missing const& missing : missing_ ) {
+      if ( firstRules.at( &missing.entry ) < missing.earlierInTable ) continue;
+      if ( missing.earlierInTable != ownersPlace ) {
+        ownersPlace = missing.earlierInTable;
+        own = boxesOf( *earlierEntries_[ownersPlace] );
+        ++proof_.rulesByBoxes;
+      }
+      for ( Box const& box : tables_.boxesOf( projectionsOf( missing.entry ) ) )
+        if ( auto const found = engine_.uncovered( box, own, { earlier_.data(), missing.earlier } ) ) return found;
+    }
+    missing_.clear();
     return std::nullopt;
   }
 
   std::optional<Box> differenceEntryByEntry( Box const& want, Kiv::SortedSet<PDAclFilter> const& entries ) {
+    std::vector<Box> const boxes = boxesOf( entries );
+    auto const tooMuch = beyond( boxes, want );
+    return tooMuch ? tooMuch : leftOver( want, boxes );
+  }
+
+  std::vector<Box> boxesOf( Kiv::SortedSet<PDAclFilter> const& entries ) {
     std::vector<Box> all;
     for ( PDAclFilter const& entry : entries ) {
       spending_.spend();
       auto const boxes = tables_.boxesOf( projectionsOf( entry ) );
-      if ( auto const found = beyond( boxes, want ) ) return found;
       all.insert( all.end(), boxes.begin(), boxes.end() );
     }
-    return leftOver( want, all );
+    return all;
   }
 
   /// What of the boxes neither the rule nor an earlier one matches.
@@ -163,19 +197,19 @@ class AclProver {
     return engine_.uncovered( want, boxes, earlier_ );
   }
 
-  bool earlierRulesHave( PDAclFilter const& entry ) {
-    for ( ; knownRules_ != earlierEntries_.size(); ++knownRules_ )
-      for ( PDAclFilter const& earlier : *earlierEntries_[knownRules_] ) known_.insert( &earlier );
-    return known_.contains( &entry );
-  }
-
+  /// An entry that a full product would have, and how many rules the policy and the table have before its rule.
+  struct Missing {
+    PDAclFilter entry;
+    std::size_t earlier;
+    std::size_t earlierInTable;
+  };
   struct ContentHash {
     std::size_t operator()( PDAclFilter const* entry ) const { return entry->hash(); }
   };
   struct ContentEqual {
     bool operator()( PDAclFilter const* a, PDAclFilter const* b ) const { return *a == *b; }
   };
-  static constexpr std::uint64_t kLargestProduct = 50'000'000;
+  static constexpr std::size_t kMostMissing = 1'000'000;
 
   PacketSpace& space_;
   KeyTables& tables_;
@@ -184,8 +218,7 @@ class AclProver {
   Proof& proof_;
   std::vector<Box> earlier_;  // the policy's rules
   std::vector<Kiv::SortedSet<PDAclFilter> const*> earlierEntries_;
-  std::size_t knownRules_ = 0;  // of earlierEntries_, those that known_ has
-  std::unordered_set<PDAclFilter const*, ContentHash, ContentEqual> known_;
+  std::vector<Missing> missing_;
 };
 
 std::string nameOf( PDAclKey const& key ) {

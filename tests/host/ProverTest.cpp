@@ -8,6 +8,7 @@
 #include "host/PolicyNotation.h"
 #include "host/RandomChip.h"
 #include "host/RandomPolicy.h"
+#include "host/SeedRange.h"
 #include "orvex/TestStages.h"
 #include "verify/Interpreter.h"
 #include "verify/LookUp.h"
@@ -23,25 +24,12 @@ using Orvex::Test::TraceLines;
 using Verify::Outcome;
 using Verify::Proof;
 
-struct Seeds {
-  std::uint64_t first;
-  std::uint64_t count;
-};
-
-/// The environment can name others, for long runs: ORVEX_PROVER_SEEDS="FIRST COUNT".
-Seeds seedsToProve( std::uint64_t count ) {
-  Seeds seeds{ 1, count };
-  if ( char const* const text = std::getenv( "ORVEX_PROVER_SEEDS" ) )
-    std::istringstream( text ) >> seeds.first >> seeds.count;
-  return seeds;
-}
-
 }  // namespace
 
 TEST( Prover, EveryTableThatIsCompiledIsProvedAndNearlyAlwaysWithoutBoxes ) {
   TraceLines const failures( 0 );
   std::uint64_t proved = 0, rules = 0, rulesByBoxes = 0, boxes = 0;
-  Seeds const seeds = seedsToProve( 2000 );
+  SeedRange const seeds = seedRange( 2000 );
   for ( std::uint64_t seed = seeds.first; seed != seeds.first + seeds.count; ++seed ) {
     SCOPED_TRACE( testing::Message() << "seed " << seed );
     Random random( seed );
