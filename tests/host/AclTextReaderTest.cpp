@@ -95,10 +95,13 @@ TEST( AclText, PortsAreListsRangesAndComparisonsByNumberOrName ) {
 
 TEST( AclText, ProtocolsAreNumbersNamesAndRanges ) {
   Case const cases[] = {
-      { "", "permit ip any any" },          { "", "permit ipv4 any any" },
+      { "", "permit ip any any" },
+      { "", "permit ipv4 any any" },
       { "proto 0", "permit 0 any any" },
-      { "proto 47", "permit gre any any" }, { "proto 50-51 89", "permit ospf, esp-ah any any" },
-      { "", "permit 0-255 any any" },       { "proto 58", "permit 58 any any" },
+      { "proto 47", "permit gre any any" },
+      { "proto 50-51 89", "permit ospf, esp-ah any any" },
+      { "", "permit 0-255 any any" },
+      { "proto 58", "permit 58 any any" },
   };
   for ( auto const& [want, from] : cases ) EXPECT_EQ( want, matchOf( from ) ) << from;
   EXPECT_EQ( "proto 58", matchOf( "permit icmpv6 any any", "ipv6" ) );

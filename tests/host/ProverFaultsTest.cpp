@@ -12,6 +12,7 @@
 #include "host/SeedRange.h"
 #include "host/TableFaults.h"
 #include "orvex/TestStages.h"
+#include "packets/BoundaryPackets.h"
 #include "verify/Interpreter.h"
 #include "verify/LookUp.h"
 #include "verify/Prover.h"
@@ -38,7 +39,7 @@ Verdict verdictOf( TableCopy const& table, Acl const& acl, Packet const& packet 
 bool aPacketDiffers( Policy const& policy, TableCopy const& table, Random& random, int packetsAnAcl ) {
   for ( Acl const& acl : policy.acls ) {
     Acl const aims = withBoundariesOf( table, acl );
-    RandomPackets packets( random, aims );
+    BoundaryPackets packets( random, aims );
     for ( int count = 0; count != packetsAnAcl; ++count ) {
       Packet const packet = packets.next();
       if ( interpret( acl, packet ) != verdictOf( table, acl, packet ) ) return true;

@@ -6,13 +6,11 @@
 #include <span>
 #include <string_view>
 
-#include "Random.h"
 #include "host/CompiledPolicy.h"
+#include "packets/Random.h"
 #include "verify/Packet.h"
 
 namespace Orvex::Host::Test {
-
-using Bench::Random;
 
 /// All that makes a chip's answers; a copy of its own, to be broken.
 struct TableCopy {
