@@ -77,6 +77,7 @@ AtomSets::Id AtomSets::keep( AtomSet set ) {
     return *known;
   }
   AtomSet const& kept = sets_.back();
+  intervals_ += kept.size();
   bounds_.push_back( kept.empty() ? Interval() : Interval{ kept.front().first, kept.back().last } );
   return fresh;
 }
@@ -105,6 +106,13 @@ AtomSets::Id AtomSets::difference( Id a, Id b ) {
   std::uint64_t const pair = pairOf( a, b );
   if ( auto const known = differences_.find( pair ); known != differences_.end() ) return known->second;
   return differences_[pair] = keep( differenceOf( ( *this )[a], ( *this )[b] ) );
+}
+
+std::size_t AtomSets::bytes() const {
+  constexpr std::size_t kBytesASet = 80;
+  constexpr std::size_t kBytesAResult = 48;
+  return intervals_ * sizeof( Interval ) + sets_.size() * kBytesASet +
+         ( intersections_.size() + differences_.size() ) * kBytesAResult;
 }
 
 }  // namespace Orvex::Verify

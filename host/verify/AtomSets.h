@@ -53,6 +53,9 @@ class AtomSets {
   bool disjoint( Id a, Id b ) { return intersection( a, b ) == kEmpty; }
   bool contains( Id outer, Id inner ) { return intersection( outer, inner ) == inner; }
 
+  /// About what all sets and what is remembered take.
+  std::size_t bytes() const;
+
  private:
   struct ContentHash {
     AtomSets const* sets;
@@ -69,6 +72,7 @@ class AtomSets {
 
   std::deque<AtomSet> sets_;
   std::vector<Interval> bounds_;  // the first and the last atom of each set
+  std::size_t intervals_ = 0;     // of all sets
   std::unordered_set<Id, ContentHash, ContentEqual> ids_;
   Known intersections_;
   Known differences_;

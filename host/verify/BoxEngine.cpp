@@ -6,10 +6,12 @@
 
 namespace Orvex::Verify {
 
-void Spending::spend() {
+void Spending::spend( AtomSets const& sets ) {
   constexpr std::uint64_t kBoxesBetweenLooksAtTheClock = 256;
   if ( ++boxes_ > budget_.boxes )
     throw Undecided( "more than " + std::to_string( budget_.boxes ) + " boxes would be needed" );
+  if ( sets.bytes() > budget_.bytes )
+    throw Undecided( "more than " + std::to_string( budget_.bytes ) + " bytes of sets would be needed" );
   if ( boxes_ % kBoxesBetweenLooksAtTheClock == 0 && std::chrono::steady_clock::now() - start_ > budget_.time )
     throw Undecided( "more than " + std::to_string( budget_.time.count() ) + " ms would be needed" );
 }
@@ -36,7 +38,7 @@ Box BoxEngine::intersection( Box const& a, Box const& b ) {
 std::optional<Box> BoxEngine::uncovered( Box const& box, std::span<Box const> covers,
                                          std::span<Box const> moreCovers ) {
   if ( !overlap( box, box ) ) return std::nullopt;
-  spending_.spend();
+  spending_.spend( sets_ );
   std::vector<Box const*> overlapping;
   for ( auto const& some : { covers, moreCovers } )
     for ( Box const& cover : some ) {
@@ -48,7 +50,7 @@ std::optional<Box> BoxEngine::uncovered( Box const& box, std::span<Box const> co
   while ( !left.empty() ) {
     Left const last = left.back();
     left.pop_back();
-    spending_.spend();
+    spending_.spend( sets_ );
     auto const from = overlapping.begin() + static_cast<std::ptrdiff_t>( last.next );
     if ( std::any_of( from, overlapping.end(), [&]( Box const* cover ) { return contains( *cover, last.box ); } ) )
       continue;

@@ -28,6 +28,8 @@ namespace Orvex::Verify {
 struct Budget {
   std::uint64_t boxes = 10'000'000;
   std::chrono::milliseconds time{ 10'000 };
+  /// For the sets that the boxes are made of.
+  std::size_t bytes = 512'000'000;
 };
 
 /// There is no answer, and why.
@@ -41,8 +43,8 @@ class Spending {
  public:
   explicit Spending( Budget const& budget ) : budget_( budget ) {}
 
-  /// One box more. Fails with: Undecided.
-  void spend();
+  /// One box more, made of such sets. Fails with: Undecided.
+  void spend( AtomSets const& sets );
   std::uint64_t boxes() const { return boxes_; }
 
  private:

@@ -178,7 +178,7 @@ class AclProver {
   std::vector<Box> boxesOf( Kiv::SortedSet<PDAclFilter> const& entries ) {
     std::vector<Box> all;
     for ( PDAclFilter const& entry : entries ) {
-      spending_.spend();
+      spending_.spend( space_.sets() );
       auto const boxes = tables_.boxesOf( projectionsOf( entry ) );
       all.insert( all.end(), boxes.begin(), boxes.end() );
     }
