@@ -81,6 +81,20 @@ void prove( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& config, Chip
   state.counters["boxes"] = static_cast<double>( proof.boxes );
 }
 
+/// A policy against itself with other numbers, so that all pairs of rules are looked at.
+void compareRenumbered( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& config ) {
+  Host::Policy const policy = Bench::policyOf( *config );
+  Host::Policy renumbered = policy;
+  for ( Host::Acl& acl : renumbered.acls )
+    for ( Host::Rule& rule : acl.rules ) ++rule.index;
+  Verify::PolicyComparison comparison;
+  for ( auto step : state ) {
+    comparison = Verify::equal( policy, renumbered );
+    if ( comparison.outcome != Verify::Outcome::equal ) state.SkipWithError( comparison.reason.c_str() );
+  }
+  state.counters["boxes"] = static_cast<double>( comparison.boxes );
+}
+
 void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& config,
                    std::vector<ChipKind> const& kinds ) {
   for ( ChipKind const kind : kinds ) {
@@ -92,6 +106,8 @@ void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& confi
     benchmark::RegisterBenchmark( ( "prove/" + name + chip ).c_str(), prove, config, kind )
         ->Unit( benchmark::kMillisecond );
   }
+  benchmark::RegisterBenchmark( ( "compareRenumbered/" + name ).c_str(), compareRenumbered, config )
+      ->Unit( benchmark::kMillisecond );
 }
 
 }  // namespace

@@ -7,12 +7,16 @@
 namespace Orvex::Verify {
 
 void Spending::spend( AtomSets const& sets ) {
-  constexpr std::uint64_t kBoxesBetweenLooksAtTheClock = 256;
   if ( ++boxes_ > budget_.boxes )
     throw Undecided( "more than " + std::to_string( budget_.boxes ) + " boxes would be needed" );
+  step( sets );
+}
+
+void Spending::step( AtomSets const& sets ) {
+  constexpr std::uint64_t kStepsBetweenLooksAtTheClock = 256;
   if ( sets.bytes() > budget_.bytes )
     throw Undecided( "more than " + std::to_string( budget_.bytes ) + " bytes of sets would be needed" );
-  if ( boxes_ % kBoxesBetweenLooksAtTheClock == 0 && std::chrono::steady_clock::now() - start_ > budget_.time )
+  if ( ++steps_ % kStepsBetweenLooksAtTheClock == 0 && std::chrono::steady_clock::now() - start_ > budget_.time )
     throw Undecided( "more than " + std::to_string( budget_.time.count() ) + " ms would be needed" );
 }
 

@@ -45,11 +45,14 @@ class Spending {
 
   /// One box more, made of such sets. Fails with: Undecided.
   void spend( AtomSets const& sets );
+  /// A step that makes no box, of which a table can demand many. Fails with: Undecided.
+  void step( AtomSets const& sets );
   std::uint64_t boxes() const { return boxes_; }
 
  private:
   Budget budget_;
   std::uint64_t boxes_ = 0;
+  std::uint64_t steps_ = 0;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 

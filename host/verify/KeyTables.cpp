@@ -67,8 +67,8 @@ std::size_t KeyTables::WordsHash::operator()( std::vector<std::uint32_t> const& 
 
 // Reading the tables
 
-KeyTables::KeyTables( PDData const& snapshot, TableShape const& shape, PacketSpace& space )
-    : space_( space ), sets_( space.sets() ) {
+KeyTables::KeyTables( PDData const& snapshot, TableShape const& shape, PacketSpace& space, Spending& spending )
+    : space_( space ), sets_( space.sets() ), spending_( spending ) {
   std::array<std::vector<Stretch>, 2> stretches;
   for ( std::size_t const side : { kSourceDimension, kDestinationDimension } ) {
     stretches[side] = tableStretches( snapshot, shape, PrefixXformKey( space.family(), side == kSourceDimension ) );
@@ -175,7 +175,8 @@ AtomSets::Id KeyTables::atomsOf( std::size_t dimension, List const& list ) {
   if ( !isNew ) return known->second;
   Key const& key = keys_[dimension];
   std::vector<Interval> atoms;
-  for ( EncodedLabelWithMask const& entry : list )
+  for ( EncodedLabelWithMask const& entry : list ) {
+    spending_.step( sets_ );
     forEachBlock( entry, [&]( std::uint32_t first, std::uint32_t last ) {
       if ( key.isValue ) {
         if ( first <= key.maximum ) atoms.push_back( { first, std::min( last, key.maximum ) } );
@@ -186,6 +187,7 @@ AtomSets::Id KeyTables::atomsOf( std::size_t dimension, List const& list ) {
       for ( ; at != key.labels.end() && at->first <= last; ++at )
         atoms.insert( atoms.end(), at->second.begin(), at->second.end() );
     } );
+  }
   return known->second = sets_.idOf( std::move( atoms ) );
 }
 

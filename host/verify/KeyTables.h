@@ -44,9 +44,10 @@ class KeyTables {
  public:
   /// Cuts the space at the tables' prefixes, and settles it.
   /// Fails with: Undecided when ranges of a table overlap.
-  KeyTables( PDData const& snapshot, TableShape const& shape, PacketSpace& space );
+  KeyTables( PDData const& snapshot, TableShape const& shape, PacketSpace& space, Spending& spending );
 
   /// The packets of which every key matches one of its field's list: disjoint boxes, none of them empty.
+  /// Fails with: Undecided.
   std::vector<Box> boxesOf( Projections const& lists );
 
  private:
@@ -88,6 +89,7 @@ class KeyTables {
 
   PacketSpace& space_;
   AtomSets& sets_;
+  Spending& spending_;
   std::array<Key, kDimensions> keys_;
   Combination prefixes_;
   Combination ports_;

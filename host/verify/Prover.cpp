@@ -136,10 +136,12 @@ class AclProver {
     auto next = entries.begin();
     Product product( lists );
     do {
-      if ( next != entries.end() && *next == product.entry() )
+      if ( next != entries.end() && *next == product.entry() ) {
         ++next;
-      else
-        missing_.push_back( { product.entry(), earlier_.size(), earlierEntries_.size() } );
+        continue;
+      }
+      spending_.step( space_.sets() );
+      missing_.push_back( { product.entry(), earlier_.size(), earlierEntries_.size() } );
     } while ( product.step() );
   }
 
@@ -157,6 +159,7 @@ class AclProver {
     std::size_t ownersPlace = earlierEntries_.size();
     for ( Missing const& missing : missing_ ) {
       if ( firstRules.at( &missing.entry ) < missing.earlierInTable ) continue;
+      spending_.step( space_.sets() );
       if ( missing.earlierInTable != ownersPlace ) {
         ownersPlace = missing.earlierInTable;
         own = boxesOf( *earlierEntries_[ownersPlace] );
@@ -178,7 +181,7 @@ class AclProver {
   std::vector<Box> boxesOf( Kiv::SortedSet<PDAclFilter> const& entries ) {
     std::vector<Box> all;
     for ( PDAclFilter const& entry : entries ) {
-      spending_.spend( space_.sets() );
+      spending_.step( space_.sets() );
       auto const boxes = tables_.boxesOf( projectionsOf( entry ) );
       all.insert( all.end(), boxes.begin(), boxes.end() );
     }
@@ -252,7 +255,7 @@ std::optional<Witness> witnessIn( Host::Policy const& policy, Vell::AddressFamil
     isUsed = true;
   }
   if ( !isUsed ) return std::nullopt;
-  KeyTables tables( snapshot, shape, space );
+  KeyTables tables( snapshot, shape, space, spending );
   for ( Host::Acl const& acl : policy.acls ) {
     if ( acl.family != family ) continue;
     PDAclKey const key = keyOf( acl );
