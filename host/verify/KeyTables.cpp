@@ -42,8 +42,10 @@ std::uint32_t wordOf( EncodedLabelWithMask const& entry ) {
   return std::uint32_t{ entry.mask.value() } << 16 | entry.label.value();
 }
 
-std::vector<std::pair<std::uint16_t, AtomSet>> canonicalLabels( std::map<std::uint16_t, std::vector<Interval>> atoms ) {
+std::vector<std::pair<std::uint16_t, AtomSet>> canonicalLabels(
+    std::map<std::uint16_t, std::vector<Interval>>&& atoms ) {
   std::vector<std::pair<std::uint16_t, AtomSet>> labels;
+  labels.reserve( atoms.size() );
   for ( auto& [label, intervals] : atoms ) labels.emplace_back( label, canonical( std::move( intervals ) ) );
   return labels;
 }
