@@ -195,27 +195,23 @@ AtomSets::Id KeyTables::atomsOf( std::size_t dimension, List const& list ) {
 
 /// The fragment offsets of which the head-fragment key matches: it is 1 for offset 0, and 0 for all others.
 AtomSets::Id KeyTables::fragmentsOf( List const& headFragment ) {
-  std::vector<Interval> fragments;
-  if ( matchesOne( headFragment, 1 ) ) fragments.push_back( { 0, 0 } );
-  if ( matchesOne( headFragment, 0 ) ) fragments.push_back( { 1, Host::maximumOf( Field::fragment ) } );
-  return sets_.idOf( std::move( fragments ) );
+  AtomSets::Id const all = space_.all()[dimensionOf( Field::fragment )];
+  if ( !matchesOne( headFragment, 0 ) ) return matchesOne( headFragment, 1 ) ? space_.headFragment() : AtomSets::kEmpty;
+  return matchesOne( headFragment, 1 ) ? all : sets_.difference( all, space_.headFragment() );
 }
 
 // Combinations
 
 /// The pairs within two sets of atoms of which the combination's key matches, as disjoint products.
-std::vector<KeyTables::Pair> const& KeyTables::pairsOf( Combination const& combination, List const& list,
-                                                        Pair const& within ) {
+std::vector<KeyTables::Pair> KeyTables::pairsOf( Combination const& combination, List const& list,
+                                                 Pair const& within ) {
+  if ( matchesAll( list ) ) return { within };
+  if ( !combination.shape.on ) return matchesOne( list, 0 ) ? std::vector{ within } : std::vector<Pair>();
   std::vector<std::uint32_t> words = { static_cast<std::uint32_t>( within.first ),
                                        static_cast<std::uint32_t>( within.second ) };
   std::transform( list.begin(), list.end(), std::back_inserter( words ), wordOf );
   auto const [known, isNew] = pairs_[&combination == &prefixes_ ? 0 : 1].try_emplace( std::move( words ) );
-  if ( isNew ) {
-    if ( matchesAll( list ) || ( !combination.shape.on && matchesOne( list, 0 ) ) )
-      known->second = { within };
-    else if ( combination.shape.on )
-      known->second = groupedPairs( combination, list, within );
-  }
+  if ( isNew ) known->second = groupedPairs( combination, list, within );
   return known->second;
 }
 

@@ -83,7 +83,7 @@ class KeyTables {
                         std::size_t destination );
   AtomSets::Id atomsOf( std::size_t dimension, List const& list );
   AtomSets::Id fragmentsOf( List const& headFragment );
-  std::vector<Pair> const& pairsOf( Combination const& combination, List const& list, Pair const& within );
+  std::vector<Pair> pairsOf( Combination const& combination, List const& list, Pair const& within );
   std::vector<Pair> groupedPairs( Combination const& combination, List const& list, Pair const& within );
   AtomSets::Id atomsWith( std::size_t dimension, std::span<std::uint16_t const> labels );
 

@@ -65,6 +65,7 @@ void PacketSpace::settle() {
   }
   for ( Field const field : Host::kFields )
     all_[dimensionOf( field )] = sets_.idOf( { { 0, Host::maximumOf( field ) } } );
+  headFragment_ = sets_.idOf( { { 0, 0 } } );
   all_[kFlagsDimension] = sets_.idOf( { { 0, kAllFlags } } );
 }
 
@@ -81,7 +82,7 @@ Box PacketSpace::boxOf( Host::Rule const& rule ) {
   }
   if ( namesFlags( rule ) ) box[kFlagsDimension] = sets_.idOf( flagBytes( rule ) );
   AtomSets::Id& fragment = box[dimensionOf( Field::fragment )];
-  if ( namesWhatOnlyHeadFragmentsHave( rule ) ) fragment = sets_.intersection( fragment, sets_.idOf( { { 0, 0 } } ) );
+  if ( namesWhatOnlyHeadFragmentsHave( rule ) ) fragment = sets_.intersection( fragment, headFragment_ );
   return box;
 }
 

@@ -53,6 +53,8 @@ class PacketSpace {
 
   /// Requires from here on: settle() has been called.
   Box const& all() const { return all_; }
+  /// The fragment offset of head fragments.
+  AtomSets::Id headFragment() const { return headFragment_; }
   AddressAtoms const& addresses( std::size_t dimension ) const { return atoms_[dimension]; }
   /// Requires: the rule's ACL has been cut at.
   Box boxOf( Host::Rule const& rule );
@@ -69,6 +71,7 @@ class PacketSpace {
   AtomSets& sets_;
   std::array<AddressAtoms, 2> atoms_;
   Box all_{};
+  AtomSets::Id headFragment_ = AtomSets::kEmpty;
   std::unordered_map<Host::PrefixList const*, std::vector<Stretch>> stretches_;
   std::array<std::unordered_map<Host::PrefixList const*, AtomSets::Id>, 2> listSets_;
 };

@@ -87,11 +87,12 @@ class AclProver {
       for ( auto const& [index, rule] : table->rule() ) rules[index.value()].second = rule.get();
     for ( auto const& [index, both] : rules ) {
       std::uint64_t const boxesBefore = spending_.boxes();
-      auto const found = difference( both.first, both.second );
+      Box const want = both.first ? space_.boxOf( *both.first ) : Box();
+      auto const found = difference( both.first, want, both.second );
       ++proof_.rules;
       if ( spending_.boxes() != boxesBefore ) ++proof_.rulesByBoxes;
       if ( found ) return found;
-      if ( both.first ) earlier_.push_back( space_.boxOf( *both.first ) );
+      if ( both.first ) earlier_.push_back( want );
       if ( both.second ) earlierEntries_.push_back( &both.second->filter() );
       if ( missing_.size() <= kMostMissing ) continue;
       if ( auto const ofMissing = differenceOfMissing() ) return ofMissing;
@@ -101,9 +102,8 @@ class AclProver {
   }
 
  private:
-  /// One of them may be null: then that side has no such rule, and matches nothing.
-  std::optional<Box> difference( Host::Rule const* rule, PDAclRule const* inTable ) {
-    Box const want = rule ? space_.boxOf( *rule ) : Box();
+  /// `want` is the rule's box. One of the two may be null: then that side has no such rule, and matches nothing.
+  std::optional<Box> difference( Host::Rule const* rule, Box const& want, PDAclRule const* inTable ) {
     auto found =
         inTable && !inTable->filter().empty() ? differenceOfEntries( want, inTable->filter() ) : leftOver( want, {} );
     if ( !found && rule && inTable && rule->action != inTable->action() ) found = leftOver( want, {} );
