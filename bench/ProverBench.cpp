@@ -95,16 +95,16 @@ void compareRenumbered( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& 
   state.counters["boxes"] = static_cast<double>( comparison.boxes );
 }
 
-void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& config,
-                   std::vector<ChipKind> const& kinds ) {
+void registerPolicy( std::string const& name, Kiv::Ptr<AclConfigColl> const& config,
+                     std::vector<ChipKind> const& kinds ) {
   for ( ChipKind const kind : kinds ) {
-    std::string const chip = kind == ChipKind::byValue      ? "/byValue"
-                             : kind == ChipKind::portLabels ? "/portLabels"
-                                                            : "/prefixCombination";
-    benchmark::RegisterBenchmark( ( "compile/" + name + chip ).c_str(), compile, config, kind )
+    std::string what = name;
+    what += kind == ChipKind::byValue      ? "/byValue"
+            : kind == ChipKind::portLabels ? "/portLabels"
+                                           : "/prefixCombination";
+    benchmark::RegisterBenchmark( ( "compile/" + what ).c_str(), compile, config, kind )
         ->Unit( benchmark::kMillisecond );
-    benchmark::RegisterBenchmark( ( "prove/" + name + chip ).c_str(), prove, config, kind )
-        ->Unit( benchmark::kMillisecond );
+    benchmark::RegisterBenchmark( ( "prove/" + what ).c_str(), prove, config, kind )->Unit( benchmark::kMillisecond );
   }
   benchmark::RegisterBenchmark( ( "compareRenumbered/" + name ).c_str(), compareRenumbered, config )
       ->Unit( benchmark::kMillisecond );
@@ -114,8 +114,8 @@ void registerBoth( std::string const& name, Kiv::Ptr<AclConfigColl> const& confi
 
 int main( int argc, char** argv ) {
   benchmark::Initialize( &argc, argv );
-  registerBoth( "lists", Bench::makeListPolicy( {} ).config,
-                { ChipKind::byValue, ChipKind::portLabels, ChipKind::prefixCombination } );
+  registerPolicy( "lists", Bench::makeListPolicy( {} ).config,
+                  { ChipKind::byValue, ChipKind::portLabels, ChipKind::prefixCombination } );
   for ( int at = 1; at < argc; ++at ) {
     std::string const path = argv[at];
     if ( path.starts_with( "-" ) ) {
@@ -123,8 +123,8 @@ int main( int argc, char** argv ) {
       return 2;
     }
     try {
-      registerBoth( path.substr( path.find_last_of( '/' ) + 1 ), Bench::readFilterSet( path ).config,
-                    { ChipKind::byValue, ChipKind::portLabels } );
+      registerPolicy( path.substr( path.find_last_of( '/' ) + 1 ), Bench::readFilterSet( path ).config,
+                      { ChipKind::byValue, ChipKind::portLabels } );
     } catch ( Bench::FilterSetError const& error ) {
       std::cerr << error.what() << "\n";
       return 2;

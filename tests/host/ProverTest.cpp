@@ -154,7 +154,10 @@ TEST( Prover, BeyondTheBudgetNothingIsSaid ) {
 
 TEST( Prover, EveryTableThatIsCompiledIsProvedAndNearlyAlwaysWithoutBoxes ) {
   TraceLines const failures( 0 );
-  std::uint64_t proved = 0, rules = 0, rulesByBoxes = 0, boxes = 0;
+  std::uint64_t proved = 0;
+  std::uint64_t rules = 0;
+  std::uint64_t rulesByBoxes = 0;
+  std::uint64_t boxes = 0;
   SeedRange const seeds = seedRange( 2000 );
   for ( std::uint64_t seed = seeds.first; seed != seeds.first + seeds.count; ++seed ) {
     SCOPED_TRACE( testing::Message() << "seed " << seed );

@@ -22,8 +22,9 @@ void copyRows( Coll const& from, Coll& to ) {
 }
 
 std::vector<RangeSetType> rangeTypes() {
-  std::vector<RangeSetType> types;
-  for ( Field const field : kFields ) types.push_back( static_cast<RangeSetType>( Kiv::enumValue( field ) ) );
+  std::vector<RangeSetType> types( kFields.size() );
+  std::transform( kFields.begin(), kFields.end(), types.begin(),
+                  []( Field field ) { return static_cast<RangeSetType>( Kiv::enumValue( field ) ); } );
   return types;
 }
 
