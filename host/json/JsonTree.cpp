@@ -235,11 +235,11 @@ std::optional<JsonNode> readJson( SourceFile const& file, Diagnostics& diagnosti
   return readJson( file, file.text(), diagnostics );
 }
 
-std::optional<JsonNode> readJson( SourceFile const& file, std::string_view text, Diagnostics& diagnostics ) {
-  char const* reached = text.data();
+std::optional<JsonNode> readJson( SourceFile const& file, std::string_view part, Diagnostics& diagnostics ) {
+  char const* reached = part.data();
   TreeBuilder builder( file, reached, diagnostics );
-  nlohmann::json::sax_parse( CountingIterator( text.data(), &reached ),
-                             CountingIterator( text.data() + text.size(), &reached ), &builder );
+  nlohmann::json::sax_parse( CountingIterator( part.data(), &reached ),
+                             CountingIterator( part.data() + part.size(), &reached ), &builder );
   return builder.result();
 }
 
