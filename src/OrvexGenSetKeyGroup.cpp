@@ -1,6 +1,7 @@
 #include "Orvex/OrvexGenSetKeyGroup.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "Orvex/OrvexByteHash.h"
 
@@ -27,70 +28,67 @@ GenSetKeyClasses::GenSetKeyClasses( std::vector<Member> members ) {
   first_.push_back( static_cast<std::uint32_t>( keys_.size() ) );
 }
 
+std::span<GenSetKeyClasses::ClassId const> GenSetKeyClasses::keep( std::span<ClassId const> classIds ) const {
+  if ( classIds.empty() ) return {};
+  auto* const copy = static_cast<ClassId*>( kept_.allocate( classIds.size_bytes(), alignof( ClassId ) ) );
+  std::uninitialized_copy( classIds.begin(), classIds.end(), copy );
+  return { copy, classIds.size() };
+}
+
 // GenSetKeyGroup
 
 GenSetKeyGroup::GenSetKeyGroup( Kiv::Ptr<GenSetKeyClasses const> const& classes, std::span<ClassId const> classIds,
                                 std::uint64_t hashSum, std::uint32_t number )
-    : classes_( classes ), classIds_( classIds.begin(), classIds.end() ), classHashSum_( hashSum ), number_( number ) {}
+    : form_( Classed{ classes, classes->keep( classIds ).data(), static_cast<std::uint32_t>( classIds.size() ), number,
+                      hashSum } ) {}
 
 GenSetKeyGroup::Keys GenSetKeyGroup::keyGroup() const {
-  if ( !classes_ ) return keys_.members();
+  auto const* const form = classed();
+  if ( form == nullptr ) return singleKeys().members();
   std::vector<GenSetKey> keys;
-  for ( ClassId const classId : classIds_ ) {
-    auto const ofClass = classes_->keys( classId );
+  for ( ClassId const classId : classIds() ) {
+    auto const ofClass = form->classes->keys( classId );
     keys.insert( keys.end(), ofClass.begin(), ofClass.end() );
   }
   return Keys( std::move( keys ) );
 }
 
-void GenSetKeyGroup::expand() {
-  if ( !classes_ ) return;
-  auto const keys = keyGroup();
-  keys_ = SummedSet<Keys>( std::vector<GenSetKey>( keys.begin(), keys.end() ) );
-  classes_ = nullptr;
-  classIds_.clear();
-  number_ = kNotInterned;
+GenSetKeyGroup::SingleKeys& GenSetKeyGroup::expand() {
+  if ( classed() != nullptr ) form_ = SingleKeys( keyGroup() );
+  return *std::get_if<SingleKeys>( &form_ );
 }
 
-void GenSetKeyGroup::keyGroupIs( GenSetKey key ) {
-  expand();
-  keys_.insert( key );
+GenSetKeyGroup::SingleKeys const& GenSetKeyGroup::summedKeys( SingleKeys& copy ) const {
+  if ( classed() == nullptr ) return singleKeys();
+  return copy = SingleKeys( keyGroup() );
 }
 
-void GenSetKeyGroup::keyGroupDel( GenSetKey key ) {
-  expand();
-  keys_.erase( key );
-}
+void GenSetKeyGroup::keyGroupIs( GenSetKey key ) { expand().insert( key ); }
 
-void GenSetKeyGroup::keyGroupDelAll() {
-  classes_ = nullptr;
-  classIds_.clear();
-  number_ = kNotInterned;
-  keys_ = {};
-}
+void GenSetKeyGroup::keyGroupDel( GenSetKey key ) { expand().erase( key ); }
+
+void GenSetKeyGroup::keyGroupDelAll() { form_ = SingleKeys(); }
 
 bool GenSetKeyGroup::keyGroupHas( GenSetKey key ) const {
-  if ( !classes_ ) return keys_.members().has( key );
-  return std::any_of( classIds_.begin(), classIds_.end(), [&]( ClassId classId ) {
-    auto const keys = classes_->keys( classId );
+  auto const* const form = classed();
+  if ( form == nullptr ) return singleKeys().members().has( key );
+  auto const ids = classIds();
+  return std::any_of( ids.begin(), ids.end(), [&]( ClassId classId ) {
+    auto const keys = form->classes->keys( classId );
     return std::binary_search( keys.begin(), keys.end(), key );
   } );
 }
 
 void GenSetKeyGroup::addToKeyGroup( GenSetKeyGroup const& other ) {
-  expand();
-  if ( other.classes_ )
-    keys_.unite( SummedSet<Keys>( other.keyGroup() ) );
-  else
-    keys_.unite( other.keys_ );
+  SingleKeys& keys = expand();
+  SingleKeys copy;
+  keys.unite( other.summedKeys( copy ) );
 }
 
 void GenSetKeyGroup::removeFromKeyGroup( GenSetKeyGroup const& other ) {
-  expand();
-  if ( other.classes_ )
-    keys_.subtract( SummedSet<Keys>( other.keyGroup() ) );
-  else
-    keys_.subtract( other.keys_ );
+  SingleKeys& keys = expand();
+  SingleKeys copy;
+  keys.subtract( other.summedKeys( copy ) );
 }
 
 std::uint32_t GenSetKeyGroup::hash() const { return ByteHash().feed( hashSum() ).result(); }
@@ -99,11 +97,17 @@ bool GenSetKeyGroup::isEqual( Kiv::Ptr<Dedupable const> const& other ) const {
   if ( other.get() == this ) return true;
   auto const* const group = dynamic_cast<GenSetKeyGroup const*>( other.get() );
   if ( group == nullptr || hashSum() != group->hashSum() ) return false;
-  if ( classes_ == group->classes_ ) return classes_ ? classIds_ == group->classIds_ : keys_ == group->keys_;
-  return keyGroup() == group->keyGroup();
+  if ( classed() == nullptr && group->classed() == nullptr ) return singleKeys() == group->singleKeys();
+  if ( classes() != group->classes() ) return keyGroup() == group->keyGroup();
+  return std::equal( classIds().begin(), classIds().end(), group->classIds().begin(), group->classIds().end() );
 }
 
 // GenSetKeyGroupInterner
+
+void GenSetKeyGroupInterner::reserve( std::size_t groups ) {
+  index_.reserve( groups );
+  groups_.reserve( groups );
+}
 
 Kiv::Ptr<GenSetKeyGroup> GenSetKeyGroupInterner::group( std::span<ClassId const> classIds ) {
   std::uint64_t hashSum = 0;
@@ -112,15 +116,13 @@ Kiv::Ptr<GenSetKeyGroup> GenSetKeyGroupInterner::group( std::span<ClassId const>
 }
 
 Kiv::Ptr<GenSetKeyGroup> GenSetKeyGroupInterner::group( std::span<ClassId const> classIds, std::uint64_t hashSum ) {
-  auto const first = firstOfSum_.find( hashSum );
-  for ( std::uint32_t at = first.value_or( kNone ); at != kNone; at = entries_[at].next ) {
-    auto const& known = entries_[at].group->classIds();
-    if ( std::equal( known.begin(), known.end(), classIds.begin(), classIds.end() ) ) return entries_[at].group;
-  }
-  auto const number = static_cast<std::uint32_t>( entries_.size() );
-  firstOfSum_.set( hashSum, number );
-  entries_.push_back( { Kiv::make<GenSetKeyGroup>( classes_, classIds, hashSum, number ), first.value_or( kNone ) } );
-  return entries_.back().group;
+  auto const number = static_cast<std::uint32_t>( groups_.size() );
+  std::uint32_t const known = index_.findOrAdd( hashSum, number, [&]( std::uint32_t at ) {
+    auto const ids = groups_[at]->classIds();
+    return std::equal( ids.begin(), ids.end(), classIds.begin(), classIds.end() );
+  } );
+  if ( known == number ) groups_.push_back( Kiv::make<GenSetKeyGroup>( classes_, classIds, hashSum, number ) );
+  return groups_[known];
 }
 
 }  // namespace Orvex

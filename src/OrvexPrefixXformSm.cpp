@@ -72,7 +72,9 @@ class OrvexPrefixXformSm::UpdatePrefixSetListCallback : public Vell::TrieGenWalk
       : machine_( machine ),
         next_( directSets.pieces().begin() ),
         end_( directSets.pieces().end() ),
-        interner_( classes ) {}
+        interner_( classes ) {
+    interner_.reserve( directSets.pieces().size() );
+  }
 
   bool handlePrefix( Vell::IpGenPrefix const& prefix ) override {
     traceHandle.trace( 8, machine_.traceStr(), "handlePrefix prefix ", prefix );

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "Kiv/Trace.h"
+#include "Orvex/OrvexHashIndex.h"
 
 namespace Orvex {
 
@@ -93,24 +94,14 @@ Kiv::Ptr<GenSetKeyClasses const> singletonClassesOf( GenSetKeyGroup const& keys 
 }
 
 std::vector<std::uint32_t> firstEqualOf( std::vector<GenSet const*> const& sets ) {
-  constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
   constexpr std::size_t kAhead = 8;  // sets lie apart, and the processor can fetch several at a time
   std::vector<std::uint32_t> firstEqual( sets.size() );
-  Kiv::HashMap2018<std::uint32_t, std::uint32_t> lastOfHash;  // the last first one with a hash
-  lastOfHash.reserve( sets.size() );
-  std::vector<std::uint32_t> previous( sets.size(), kNone );  // the first one before it with the same hash
+  HashIndex index( sets.size() );
   for ( std::uint32_t at = 0; at != sets.size(); ++at ) {
     if ( at + kAhead < sets.size() ) __builtin_prefetch( sets[at + kAhead] );
-    std::uint32_t const hash = sets[at]->hash();
-    firstEqual[at] = at;
-    if ( lastOfHash.insert( hash, at ) ) continue;
-    std::uint32_t first = *lastOfHash.find( hash );
-    previous[at] = first;
-    while ( first != kNone && !sets[first]->isEqual( Kiv::Ptr<GenSet const>( sets[at] ) ) ) first = previous[first];
-    if ( first != kNone )
-      firstEqual[at] = first;
-    else
-      lastOfHash.set( hash, at );
+    firstEqual[at] = index.findOrAdd( sets[at]->hash(), at, [&]( std::uint32_t first ) {
+      return sets[first]->isEqual( Kiv::Ptr<GenSet const>( sets[at] ) );
+    } );
   }
   return firstEqual;
 }

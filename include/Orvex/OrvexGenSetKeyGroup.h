@@ -15,13 +15,16 @@
 /// with the same keys.
 
 #include <cstdint>
+#include <memory_resource>
 #include <span>
+#include <variant>
 #include <vector>
 
 #include "Kiv/HashMap2018.h"
 #include "Kiv/SortedSet.h"
 #include "Orvex/OrvexDedup.h"
 #include "Orvex/OrvexGenSetValues.h"
+#include "Orvex/OrvexHashIndex.h"
 #include "Orvex/OrvexSummedSet.h"
 
 namespace Orvex {
@@ -49,10 +52,15 @@ class GenSetKeyClasses : public Kiv::Entity {
   /// The sum of the hashes of a class's keys.
   std::uint64_t hashSum( ClassId classId ) const { return hashSums_[classId]; }
 
+  /// A copy that stays as long as the classes do: the ids of a group. One after the other they take a fraction of the
+  /// memory and time of an array a group. Like the interner, for one thread at a time.
+  std::span<ClassId const> keep( std::span<ClassId const> classIds ) const;
+
  private:
   std::vector<GenSetKey> keys_;       // class by class
   std::vector<std::uint32_t> first_;  // where each class begins in keys_; one more at the end
   std::vector<std::uint64_t> hashSums_;
+  mutable std::pmr::monotonic_buffer_resource kept_;
 };
 
 class GenSetKeyGroup final : public Dedupable {
@@ -63,14 +71,14 @@ class GenSetKeyGroup final : public Dedupable {
 
   GenSetKeyGroup() = default;
   /// The keys may come in any order.
-  explicit GenSetKeyGroup( std::vector<GenSetKey> keys ) : keys_( std::move( keys ) ) {}
+  explicit GenSetKeyGroup( std::vector<GenSetKey> keys ) : form_( SingleKeys( std::move( keys ) ) ) {}
   /// The ids ascend. `number` is that of an interned group.
   GenSetKeyGroup( Kiv::Ptr<GenSetKeyClasses const> const& classes, std::span<ClassId const> classIds,
                   std::uint64_t hashSum, std::uint32_t number = kNotInterned );
 
   /// A copy, put together when the group is made of classes.
   Keys keyGroup() const;
-  bool empty() const { return classes_ ? classIds_.empty() : keys_.members().empty(); }
+  bool empty() const { return classed() != nullptr ? classed()->size == 0 : singleKeys().members().empty(); }
   void keyGroupIs( GenSetKey key );
   void keyGroupDel( GenSetKey key );
   void keyGroupDelAll();
@@ -79,27 +87,42 @@ class GenSetKeyGroup final : public Dedupable {
   void removeFromKeyGroup( GenSetKeyGroup const& other );
 
   /// Null for a group that is made of single keys.
-  Kiv::Ptr<GenSetKeyClasses const> const& classes() const { return classes_; }
+  Kiv::Ptr<GenSetKeyClasses const> const& classes() const {
+    return classed() != nullptr ? classed()->classes : kNoClasses;
+  }
   /// Ascending.
-  std::vector<ClassId> const& classIds() const { return classIds_; }
+  std::span<ClassId const> classIds() const {
+    return classed() != nullptr ? std::span( classed()->ids, classed()->size ) : std::span<ClassId const>();
+  }
   /// Its place among the groups of its interner. Groups of the same classes that both have a number are equal only when
   /// they are the same object.
-  std::uint32_t number() const { return number_; }
+  std::uint32_t number() const { return classed() != nullptr ? classed()->number : kNotInterned; }
   /// The sum of the keys' hashes.
-  std::uint64_t hashSum() const { return classes_ ? classHashSum_ : keys_.hashSum(); }
+  std::uint64_t hashSum() const { return classed() != nullptr ? classed()->hashSum : singleKeys().hashSum(); }
 
   std::uint32_t hash() const override;
   bool isEqual( Kiv::Ptr<Dedupable const> const& other ) const override;
 
  private:
-  /// Makes the group one of single keys.
-  void expand();
+  using SingleKeys = SummedSet<Keys>;
+  struct Classed {
+    Kiv::Ptr<GenSetKeyClasses const> classes;
+    ClassId const* ids;  // kept by the classes
+    std::uint32_t size;
+    std::uint32_t number;
+    std::uint64_t hashSum;
+  };
+  static inline Kiv::Ptr<GenSetKeyClasses const> const kNoClasses;
 
-  SummedSet<Keys> keys_;
-  Kiv::Ptr<GenSetKeyClasses const> classes_;
-  std::vector<ClassId> classIds_;
-  std::uint64_t classHashSum_ = 0;
-  std::uint32_t number_ = kNotInterned;
+  /// Null for a group of single keys.
+  Classed const* classed() const { return std::get_if<Classed>( &form_ ); }
+  SingleKeys const& singleKeys() const { return *std::get_if<SingleKeys>( &form_ ); }
+  /// Makes the group one of single keys.
+  SingleKeys& expand();
+  /// The keys, as a set that may be `copy`.
+  SingleKeys const& summedKeys( SingleKeys& copy ) const;
+
+  std::variant<SingleKeys, Classed> form_;
 };
 
 /// Gives equal groups of classes one object, and numbers them from 0. There is one interner for a GenSetKeyClasses. Looking
@@ -110,21 +133,18 @@ class GenSetKeyGroupInterner {
 
   explicit GenSetKeyGroupInterner( Kiv::Ptr<GenSetKeyClasses const> const& classes ) : classes_( classes ) {}
 
+  /// Makes room for as many different groups.
+  void reserve( std::size_t groups );
+
   /// The group of these classes, which ascend.
   Kiv::Ptr<GenSetKeyGroup> group( std::span<ClassId const> classIds );
   /// With the sum of the classes' hash sums at hand.
   Kiv::Ptr<GenSetKeyGroup> group( std::span<ClassId const> classIds, std::uint64_t hashSum );
 
  private:
-  struct Entry {
-    Kiv::Ptr<GenSetKeyGroup> group;
-    std::uint32_t next;  // the next one with the same sum; none: kNone
-  };
-  static constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
-
   Kiv::Ptr<GenSetKeyClasses const> classes_;
-  Kiv::HashMap2018<std::uint64_t, std::uint32_t> firstOfSum_;
-  std::vector<Entry> entries_;
+  HashIndex index_;
+  std::vector<Kiv::Ptr<GenSetKeyGroup>> groups_;
 };
 
 }  // namespace Orvex
