@@ -7,6 +7,7 @@
 #include "Kiv/System.h"
 #include "Orvex/OrvexRootSm.h"
 #include "pipeline/FailureLines.h"
+#include "pipeline/LabelBound.h"
 #include "pipeline/StageMembers.h"
 #include "policy/AclConfigBuilder.h"
 
@@ -18,6 +19,9 @@ using Clock = std::chrono::steady_clock;
 using Stage = OrvexActiveStage;
 
 constexpr std::chrono::milliseconds kPollInterval{ 1 };
+
+/// Below, the stages take no time worth saving, and tell the exact number of labels.
+constexpr std::size_t kManyRules = 20000;
 
 std::string costText( std::vector<Cost> const& costs ) {
   std::string text;
@@ -271,9 +275,35 @@ void Kick::fillFigures() {
   if ( result_.snapshot ) result_.use = useOf( *result_.snapshot, shapeOf( chip_.profile() ) );
 }
 
+std::size_t ruleCount( Policy const& policy ) {
+  std::size_t count = 0;
+  for ( Acl const& acl : policy.acls ) count += acl.rules.size();
+  return count;
+}
+
+/// What is certain to end in a prefix table without labels for all of its sets, nothing when that is not certain.
+std::optional<CompileResult> refusalForLabels( Policy const& policy, ChipProfile const& profile ) {
+  if ( ruleCount( policy ) < kManyRules ) return std::nullopt;
+  for ( PrefixXformKey const space : kPrefixSpaces ) {
+    ChipProfile::Encoding const& encoding = profile.prefix( space );
+    if ( !encoding.isOn() ) continue;
+    std::uint64_t const available = ( std::uint64_t{ 1 } << encoding.widthBits ) - 1;
+    std::uint64_t const needed = leastPrefixLabels( policy, space );
+    if ( needed <= available ) continue;
+    CompileResult result;
+    result.stage = Stage::stagePrefixXform;
+    result.message = tableText( space ) + " needs " + std::to_string( needed ) +
+                     " labels at least, one for each prefix that rules name alone, and " +
+                     std::to_string( encoding.widthBits ) + " bits have " + std::to_string( available );
+    return result;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 CompileResult compile( Policy const& policy, ChipDriver& chip, CompileOptions const& options ) {
+  if ( auto refusal = refusalForLabels( policy, chip.profile() ) ) return *std::move( refusal );
   return Kick( policy, chip, options ).run();
 }
 
