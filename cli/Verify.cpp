@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <chrono>
 #include <string>
 
 #include "Inputs.h"
@@ -58,6 +59,9 @@ std::string verdictText( Verify::Verdict const& verdict ) {
   return verdict.rule ? fmt::format( "{} (rule {})", action, *verdict.rule ) : action + " (no rule)";
 }
 
+/// Reading and telling take time too, and an answer is to come within ten seconds.
+constexpr Verify::Budget kBudget{ .time = std::chrono::seconds( 8 ) };
+
 int compareTables( VerifyOptions const& options ) {
   Host::Diagnostics diagnostics;
   PolicyOptions policyOptions = options.policy;
@@ -69,7 +73,7 @@ int compareTables( VerifyOptions const& options ) {
   show( diagnostics, options.console );
   if ( !located || !table ) return kQuestionIsWrong;
 
-  auto const proof = Verify::prove( located->policy, *table->snapshot, table->shape, table->defaults );
+  auto const proof = Verify::prove( located->policy, *table->snapshot, table->shape, table->defaults, kBudget );
   switch ( proof.outcome ) {
     case Outcome::equal:
       fmt::print( "equal: {} with {} are the policy\n", counted( proof.rules, "rule" ),
@@ -102,7 +106,7 @@ int comparePolicies( VerifyOptions const& options ) {
   show( diagnosticsOfOther, options.console );
   if ( !a || !b ) return kQuestionIsWrong;
 
-  auto const comparison = Verify::equal( a->policy, b->policy );
+  auto const comparison = Verify::equal( a->policy, b->policy, kBudget );
   if ( comparison.outcome == Outcome::undecided ) showError( "undecided: " + comparison.reason, options.console );
   if ( comparison.outcome == Outcome::equal ) fmt::print( "equal\n" );
   if ( comparison.outcome == Outcome::different && !comparison.reason.empty() )

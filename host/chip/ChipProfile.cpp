@@ -91,8 +91,9 @@ Verify::TableShape::Table tableOf( ChipProfile::Encoding const& encoding ) {
   return { encoding.isOn(), static_cast<std::uint16_t>( encoding.invalid ) };
 }
 
-/// In the library, 0 is no limit.
-std::uint64_t guardOf( std::uint64_t capacity ) { return capacity > kUnlimited / 4 ? 0 : 4 * capacity; }
+std::uint64_t guardOf( std::uint64_t capacity, std::uint64_t most ) {
+  return capacity > most / 4 ? most : 4 * capacity;
+}
 
 }  // namespace
 
@@ -110,8 +111,8 @@ Kiv::Ptr<ChipHwCapability> capabilityOf( ChipProfile const& profile, Brae::ChipI
       capability->rangeEncodingAttrIs( rangeTableOf( field ), attributeOf( profile.ranges[field] ) );
   for ( ComboLabelSetType const type : kCombos )
     if ( profile.combo( type ).isOn() ) capability->comboEncodingAttrIs( type, attributeOf( profile.combo( type ) ) );
-  capability->maxAclEntriesIs( guardOf( profile.capacities[Resource::ruleEntries] ) );
-  capability->maxComboPairsIs( guardOf( profile.capacities[Resource::comboEntries] ) );
+  capability->maxAclEntriesIs( guardOf( profile.capacities[Resource::ruleEntries], kMostRuleEntries ) );
+  capability->maxComboPairsIs( guardOf( profile.capacities[Resource::comboEntries], kMostComboPairs ) );
   capability->labelPlacementIs( profile.labelPlacement );
   return capability;
 }

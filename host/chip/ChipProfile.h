@@ -63,6 +63,12 @@ class PerResource {
 /// A capacity without a limit.
 inline constexpr std::uint64_t kUnlimited = ~std::uint64_t{ 0 };
 
+/// What a compile makes at most, however much the chip holds: a short text can ask for any number of entries, and these
+/// many, with their proof, are the most that 1 GiB holds. Pairs are those of all sets of a combination, each as often as
+/// there are sets that have it.
+inline constexpr std::uint64_t kMostRuleEntries = 4 * 1024 * 1024;
+inline constexpr std::uint64_t kMostComboPairs = 32 * 1024 * 1024;
+
 /// What happens to all packets while the chip holds neither the old table nor the new one.
 enum class HitfulPolicy : std::uint32_t { deny, permit };
 
@@ -136,7 +142,7 @@ class ProfileError : public std::runtime_error {
 };
 
 /// What the compiler must know of the chip. Its limits against runaway products are 4 times the chip's capacity, which
-/// the chip itself checks exactly.
+/// the chip itself checks exactly, and never above what a compile makes at most.
 /// Fails with: ProfileError for a profile that is not good, with the first problem.
 Kiv::Ptr<ChipHwCapability> capabilityOf( ChipProfile const& profile, Brae::ChipId chipId );
 

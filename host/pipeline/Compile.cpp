@@ -49,6 +49,7 @@ class Kick {
 
  private:
   bool step();
+  bool hasTooManyPairs();
   void noteEndedStages();
   void noteStageTime( Stage stage );
   bool waitForDriver();
@@ -133,6 +134,7 @@ bool Kick::step() {
     end( success ? CompileOutcome::loaded : CompileOutcome::failed, std::string( rootStatus_->kickMessage().view() ) );
     return false;
   }
+  if ( hasTooManyPairs() ) return false;
   if ( options_.cancelled && options_.cancelled() && !loadMade() ) {
     end( CompileOutcome::cancelled, "cancelled" );
     return false;
@@ -148,6 +150,23 @@ bool Kick::step() {
   }
   lastSign_ = Clock::now();
   return true;
+}
+
+/// The resolver and the split look at every pair of every set, so they are counted before these run.
+bool Kick::hasTooManyPairs() {
+  if ( running_ != Stage::stageComboLabelResolver ) return false;
+  reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
+  for ( ComboLabelSetType const type : kCombos ) {
+    if ( !chip_.profile().combo( type ).isOn() ) continue;
+    std::uint64_t const pairs = reporter_->pairs( type );
+    if ( pairs <= kMostComboPairs ) continue;
+    result_.costliest = reporter_->rulesWithMostPairs( type );
+    end( CompileOutcome::failed, tableText( type ) + " would combine " + std::to_string( pairs ) +
+                                     " pairs of labels for all rules, and " + std::to_string( kMostComboPairs ) +
+                                     " are allowed" + costText( result_.costliest ) );
+    return true;
+  }
+  return false;
 }
 
 void Kick::noteEndedStages() {

@@ -164,6 +164,16 @@ std::vector<Cost> CompileReporter::setsWithMostLabels( LabelTable const& table )
 }
 
 std::vector<Cost> CompileReporter::rulesWithMostPairs( ComboLabelSetType type ) const {
+  return costliest( pairsBySets( type ) );
+}
+
+std::uint64_t CompileReporter::pairs( ComboLabelSetType type ) const {
+  std::uint64_t pairs = 0;
+  for ( Cost const& cost : pairsBySets( type ) ) pairs += cost.amount;
+  return pairs;
+}
+
+std::vector<Cost> CompileReporter::pairsBySets( ComboLabelSetType type ) const {
   auto const [sourceTable, destinationTable] = sidesOf( type );
   auto const sizeOf = [&]( LabelTable const& table, GenSetKey key ) -> std::uint64_t {
     auto const list = xformOf( table )->plainLabelListMap()->plainLabelList().find( key );
@@ -178,7 +188,7 @@ std::vector<Cost> CompileReporter::rulesWithMostPairs( ComboLabelSetType type ) 
         saturatedProduct( sizeOf( sourceTable, keys.first ), sizeOf( destinationTable, keys.second ) );
     costs.push_back( { ruleText( rule.acl, rule.index ), pairs } );
   }
-  return costliest( std::move( costs ) );
+  return costs;
 }
 
 std::vector<Cost> CompileReporter::largestSets( Resource resource ) const {

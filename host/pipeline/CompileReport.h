@@ -71,6 +71,9 @@ class CompileReporter {
   std::vector<Cost> setsWithMostLabels( LabelTable const& table ) const;
   /// The pairs of source and destination sets of rules that make the most pairs of labels.
   std::vector<Cost> rulesWithMostPairs( ComboLabelSetType type ) const;
+  /// The pairs of labels of all pairs of sets that rules have.
+  /// Requires: the transforms have run.
+  std::uint64_t pairs( ComboLabelSetType type ) const;
   /// The sets that take the most of the room of label tables.
   std::vector<Cost> largestSets( Resource resource ) const;
 
@@ -91,6 +94,8 @@ class CompileReporter {
   Kiv::Ptr<XformStatus const> xformOf( LabelTable const& table ) const;
   Kiv::Ptr<EncoderStatus const> encoderOf( LabelTable const& table ) const;
   Kiv::Ptr<ComboLabelInfo const> comboInfoOf( ComboLabelSetType type ) const;
+  /// For each pair of source and destination sets, by the first rule that has it.
+  std::vector<Cost> pairsBySets( ComboLabelSetType type ) const;
   /// The set that a rule has in a table; key 0 when it has none.
   GenSetKey keyOf( RuleRef const& rule, LabelTable const& table ) const;
   std::uint64_t listSize( LabelTable const& table, GenSetKey key ) const;

@@ -99,7 +99,7 @@ TEST( ChipProfile, TheCompilerIsToldWhatIsOnAndFourTimesTheCapacities ) {
   EXPECT_EQ( 1U, capability->comboEncodingAttr().size() );
   EXPECT_EQ( 4000U, capability->maxAclEntries() );
   EXPECT_EQ( 120U, capability->maxComboPairs() );
-  EXPECT_EQ( 0U, capabilityOf( plainChip(), Brae::ChipId( 3 ) )->maxAclEntries() ) << "no limit";
+  EXPECT_EQ( kMostRuleEntries, capabilityOf( plainChip(), Brae::ChipId( 3 ) )->maxAclEntries() );
   auto const shape = shapeOf( chip );
   EXPECT_EQ( ( Verify::TableShape::Table{ true, 4095 } ), shape.prefix( kPrefixSpaces[2] ) );
   EXPECT_EQ( ( Verify::TableShape::Table{ true, 31 } ), shape.ranges[Field::icmpType] );
