@@ -8,8 +8,8 @@
 
 #include "Kiv/Exception.h"
 #include "Orvex/OrvexAggregatorSm.h"
+#include "RandomPolicy.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "policy/Normalise.h"
 
 namespace Orvex::Host::Test {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "RandomPolicy.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "policy/AclTextReader.h"
 
 namespace Orvex::Host::Test {

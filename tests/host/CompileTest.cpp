@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "RandomPolicy.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "host/TestChips.h"
 #include "packets/BoundaryPackets.h"
 #include "policy/AclConfigBuilder.h"

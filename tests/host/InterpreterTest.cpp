@@ -4,9 +4,9 @@
 
 #include <map>
 
+#include "RandomPolicy.h"
 #include "host/PaintedWorld.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "packets/BoundaryPackets.h"
 #include "policy/Normalise.h"
 

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "RandomPolicy.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "packets/BoundaryPackets.h"
 #include "policy/AclTextReader.h"
 #include "policy/CoverIndex.h"

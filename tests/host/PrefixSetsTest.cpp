@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "RandomPolicy.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "packets/BoundaryPackets.h"
 #include "verify/Interpreter.h"
 

@@ -2,12 +2,12 @@
 
 #include "Kiv/System.h"
 #include "Orvex/OrvexRootSm.h"
+#include "RandomPolicy.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/SnapshotJson.h"
 #include "chip/SnapshotReader.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "host/TestChips.h"
 #include "orvex/TestStages.h"
 #include "pipeline/ProvedCompile.h"

@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "TableFaults.h"
 #include "host/PolicyNotation.h"
 #include "host/SeedRange.h"
-#include "host/TableFaults.h"
+#include "policy/AclConfigBuilder.h"
 #include "policy/Normalise.h"
 #include "verify/Interpreter.h"
 #include "verify/LookUp.h"

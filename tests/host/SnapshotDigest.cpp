@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "ListPolicy.h"
-#include "host/RandomPolicy.h"
+#include "RandomPolicy.h"
 #include "orvex/SnapshotText.h"
 #include "orvex/TestChip.h"
 #include "policy/AclConfigBuilder.h"

@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "RandomPolicy.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
 #include "host/TestChips.h"
 #include "pipeline/Compile.h"
 #include "policy/AclConfigBuilder.h"

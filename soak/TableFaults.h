@@ -6,9 +6,8 @@
 #include <span>
 #include <string_view>
 
-#include "host/CompiledPolicy.h"
 #include "packets/Random.h"
-#include "verify/Packet.h"
+#include "verify/Prover.h"
 
 namespace Orvex::Host::Test {
 

@@ -1,4 +1,4 @@
-#include "host/TableFaults.h"
+#include "TableFaults.h"
 
 #include <algorithm>
 #include <string>

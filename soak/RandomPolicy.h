@@ -26,6 +26,8 @@ struct RandomPolicyOptions {
   /// Ranges of each field that a rule names. A rule has at most two fields of more than single values: the entries of a
   /// rule are a product.
   std::uint32_t maxRanges = 3;
+  /// Of the rules, in percent, that repeat what an earlier one of the ACL matches: all of it, or without one of its fields.
+  std::uint32_t repeatedRules = 0;
 };
 
 /// As an author might write it: in any order, with ranges that overlap and lists that repeat themselves. It can be

@@ -1,4 +1,4 @@
-#include "host/RandomPolicy.h"
+#include "RandomPolicy.h"
 
 #include <algorithm>
 #include <string>
@@ -60,7 +60,9 @@ class PolicyMaker {
     std::uint32_t const count = random_.between( 0, options_.maxRules );
     std::uint32_t index = random_.oneOf( std::vector{ 0U, random_.between( 0, 100 ), 0xFFFF0000U } );
     for ( std::uint32_t i = 0; i != count; ++i ) {
-      result.rules.push_back( rule( index, namesPrefixes ) );
+      bool const repeats = options_.repeatedRules != 0 && i != 0 && random_.percent( options_.repeatedRules );
+      result.rules.push_back( repeats ? repeated( index, random_.oneOf( result.rules ) )
+                                      : rule( index, namesPrefixes ) );
       index += random_.percent( 50 ) ? 1 : random_.between( 2, 1000 );
     }
     random_.shuffle( result.rules );
@@ -83,6 +85,26 @@ class PolicyMaker {
     }
     result.tcpInit = random_.percent( 8 );
     result.tcpEstablished = random_.percent( 8 );
+    return result;
+  }
+
+  Rule repeated( std::uint32_t index, Rule result ) {
+    result.index = index;
+    result.name.clear();
+    result.action = action();
+    switch ( random_.below( 5 ) ) {
+      case 0:
+        result.source = nullptr;
+        break;
+      case 1:
+        result.destination = nullptr;
+        break;
+      case 2:
+        result.ranges[random_.oneOf( std::vector( kFields.begin(), kFields.end() ) )].clear();
+        break;
+      default:
+        break;
+    }
     return result;
   }
 

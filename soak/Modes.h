@@ -1,0 +1,25 @@
+#pragma once
+
+/// The cases of each mode.
+
+#include "Soak.h"
+
+namespace Orvex::Soak {
+
+/// A policy is compiled onto a chip of random make, and its table proved.
+void equivCase( Case& one );
+
+/// Versions of a policy follow one another on one chip. Some are refused, by the chip for what it has not, by an operator's
+/// objection or by a cancel; whatever happens, the chip holds the last version that was accepted.
+void editsCase( Case& one );
+inline constexpr std::uint64_t kVersionsACase = 25;
+
+/// Packets are looked up on the chip and interpreted from the policy.
+void packetsCase( Case& one );
+inline constexpr std::uint64_t kPacketsACase = 10'000;
+
+/// A proved table is broken so that it means something else, and the prover must find it. Whether the meaning has changed
+/// is decided by packets, which the policy and the broken table treat differently; the prover has no part in that.
+void faultsCase( Case& one );
+
+}  // namespace Orvex::Soak
