@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What takes too long for every change, and is run before a release: coverage, the analysers, and every long-running
-# program that the build has made under fuzz/ and soak/.
+# What takes too long for every change, and is run before a release: coverage, the analysers, a long soak, and every
+# long-running program that the build has made under fuzz/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
@@ -42,8 +42,10 @@ long_runs() {
   while IFS= read -r program; do
     count=$((count + 1))
     "$program"
-  done < <(find build/release/fuzz build/release/soak -maxdepth 1 -type f -executable 2>/dev/null | sort)
+  done < <(find build/release/fuzz -maxdepth 1 -type f -executable 2>/dev/null | sort)
   echo "$count long-running programs run"
+  # With seeds that no other run has had.
+  scripts/soak.sh 20 "$(date +%s)"
 }
 
 require_packages "${build_packages[@]}" "${check_packages[@]}" "${release_packages[@]}"
