@@ -22,7 +22,7 @@ class Chain {
   explicit Chain( Case& one )
       : one_( one ),
         donor_( Host::Test::randomPolicy( one.random, { 3, 12, 4, 3, 15 } ) ),
-        accepted_( Host::Test::edited( one.random, {}, donor_ ) ) {
+        accepted_( Host::Test::edited( one.random, one.random.percent( 40 ) ? donor_ : Host::Policy{}, donor_ ) ) {
     ProvedTable first = provedTable( accepted_, one );
     chip_ = std::move( first.chip );
     snapshot_ = std::move( first.snapshot );

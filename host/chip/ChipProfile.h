@@ -66,7 +66,7 @@ inline constexpr std::uint64_t kUnlimited = ~std::uint64_t{ 0 };
 /// What a compile makes at most, however much the chip holds: a short text can ask for any number of entries, and these
 /// many, with their proof, are the most that 1 GiB holds. Pairs are those of all sets of a combination, each as often as
 /// there are sets that have it.
-inline constexpr std::uint64_t kMostRuleEntries = 4 * 1024 * 1024;
+inline constexpr std::uint64_t kMostRuleEntries = 3 * 1024 * 1024;
 inline constexpr std::uint64_t kMostComboPairs = 32 * 1024 * 1024;
 
 /// What happens to all packets while the chip holds neither the old table nor the new one.

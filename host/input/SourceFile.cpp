@@ -47,9 +47,11 @@ Content readAll( std::FILE* file ) {
   return content;
 }
 
-Content readPath( std::string const& path ) {
+Content readPath( std::string const& path, bool regularOnly ) {
   std::error_code error;
   if ( std::filesystem::is_directory( path, error ) ) return { "", "is a directory" };
+  bool const isSpecial = std::filesystem::exists( path, error ) && !std::filesystem::is_regular_file( path, error );
+  if ( regularOnly && isSpecial ) return { "", "is no regular file" };
   OpenFile const file( std::fopen( path.c_str(), "rb" ) );
   if ( !file ) return { "", "cannot be read: " + reasonOf( errno ) };
   return readAll( file.get() );
@@ -78,7 +80,7 @@ std::size_t firstFault( std::string_view text ) {
 std::shared_ptr<SourceFile const> SourceFile::read( std::string const& path, Diagnostics& diagnostics,
                                                     Place const& namedAt ) {
   bool const standardInput = path == "-";
-  Content content = standardInput ? readAll( stdin ) : readPath( path );
+  Content content = standardInput ? readAll( stdin ) : readPath( path, namedAt.file != nullptr );
   std::string name = standardInput ? std::string( kStandardInput ) : path;
   if ( content.failure.empty() ) return fromText( std::move( name ), std::move( content.bytes ), diagnostics );
   if ( namedAt.file ) {

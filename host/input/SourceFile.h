@@ -35,7 +35,8 @@ class SourceFile : public std::enable_shared_from_this<SourceFile> {
   static constexpr std::size_t kMaxBytes = std::size_t{ 1 } << 30;
 
   /// Reads a file; "-" is standard input. Null, with an error that says why, when there is nothing to read; the error
-  /// stands where the file is named, if that is in a file too.
+  /// stands where the file is named, if that is in a file too. Such a file has to be a regular one: devices and pipes can
+  /// have no end.
   static std::shared_ptr<SourceFile const> read( std::string const& path, Diagnostics& diagnostics,
                                                  Place const& namedAt = {} );
   static std::shared_ptr<SourceFile const> fromText( std::string name, std::string text, Diagnostics& diagnostics );

@@ -59,9 +59,15 @@ says "rule 10: the rule takes 10000000000 entries"
 run 1 compile --chip chips/labels.json all-but-one.acl
 says "pairs of labels for all rules"
 run 0 classify -q overlaps.acl --chip chips/by-value.json --packets packets.json
+echo '{"acl": "ranges", "src": "10.0.0.1", "dst": "0.0.0.0", "sport": 7, "proto": 6}' >packet
+run 0 classify -q ranges.txt --chip chips/by-value.json --packets packet
+run 0 compile -q ranges.txt --chip chips/by-value.json --format json -o snapshot
 run "0 2" verify --equal covers.acl covers-in-halves.acl
 printf 'ip access-list a\n 10 permit ip any any\n' >any.acl
 run "1 2" verify any.acl masks.snapshot
+echo "include /dev/zero" >device.acl
+run 2 check device.acl
+says "device.acl:1:9: error: /dev/zero is no regular file"
 for file in *.json zeros.acl long-word.acl; do
   run 2 compile --chip "./$file" same-rules.acl
   run 2 verify same-rules.acl "$file"
