@@ -156,17 +156,15 @@ bool Kick::step() {
 bool Kick::hasTooManyPairs() {
   if ( running_ != Stage::stageComboLabelResolver ) return false;
   reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
-  for ( ComboLabelSetType const type : kCombos ) {
-    if ( !chip_.profile().combo( type ).isOn() ) continue;
-    std::uint64_t const pairs = reporter_->pairs( type );
-    if ( pairs <= kMostComboPairs ) continue;
-    result_.costliest = reporter_->rulesWithMostPairs( type );
-    end( CompileOutcome::failed, tableText( type ) + " would combine " + std::to_string( pairs ) +
-                                     " pairs of labels for all rules, and " + std::to_string( kMostComboPairs ) +
-                                     " are allowed" + costText( result_.costliest ) );
-    return true;
-  }
-  return false;
+  auto const* const found = std::find_if( kCombos.begin(), kCombos.end(), [this]( ComboLabelSetType type ) {
+    return chip_.profile().combo( type ).isOn() && reporter_->pairs( type ) > kMostComboPairs;
+  } );
+  if ( found == kCombos.end() ) return false;
+  result_.costliest = reporter_->rulesWithMostPairs( *found );
+  end( CompileOutcome::failed, tableText( *found ) + " would combine " + std::to_string( reporter_->pairs( *found ) ) +
+                                   " pairs of labels for all rules, and " + std::to_string( kMostComboPairs ) +
+                                   " are allowed" + costText( result_.costliest ) );
+  return true;
 }
 
 void Kick::noteEndedStages() {
