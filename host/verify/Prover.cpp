@@ -145,8 +145,8 @@ class AclProver {
     } while ( product.step() );
   }
 
-  /// What neither an earlier rule nor its own matches of a missing entry that no earlier rule has. Looking all of them up in one walk
-  /// through the table is several times as fast as keeping a set of all entries so far.
+  /// What neither an earlier rule nor its own matches of a missing entry that no earlier rule has. Looking all of them up
+  /// in one walk through the table is several times as fast as keeping a set of all entries so far.
   std::optional<Box> differenceOfMissing() {
     std::unordered_map<PDAclFilter const*, std::size_t, ContentHash, ContentEqual> firstRules;
     firstRules.reserve( missing_.size() );
