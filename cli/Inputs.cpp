@@ -10,6 +10,9 @@
 
 #include "chip/BuiltInProfiles.h"
 #include "chip/ProfileJson.h"
+#include "formats/InstanceDocument.h"
+#include "formats/OpenConfigReader.h"
+#include "formats/Rfc8519Reader.h"
 #include "input/NearestWord.h"
 #include "policy/AclTextReader.h"
 
@@ -29,18 +32,46 @@ void showMessage( char const* kind, char const* colour, std::string const& text,
     fmt::print( stderr, "orvex: {}: {}\n", kind, text );
 }
 
+using Files = std::vector<std::shared_ptr<Host::SourceFile const>>;
+
+/// Policies in JSON, of the format that the options name or else of the first file's.
+std::optional<Host::LocatedPolicy> readInstanceData( Files const& files, PolicyOptions const& options,
+                                                     Host::Diagnostics& diagnostics ) {
+  std::vector<Host::InstanceDocument> documents;
+  for ( auto const& file : files )
+    if ( auto document = readInstanceDocument( file, diagnostics ) ) documents.push_back( std::move( *document ) );
+  if ( documents.size() != files.size() ) return std::nullopt;
+  auto const format = options.format == PolicyFormat::rfc8519      ? Host::InstanceFormat::rfc8519
+                      : options.format == PolicyFormat::openConfig ? Host::InstanceFormat::openConfig
+                                                                   : instanceFormatOf( documents.front(), diagnostics );
+  if ( !format ) return std::nullopt;
+  return *format == Host::InstanceFormat::rfc8519 ? readRfc8519( documents, options.unsupported, diagnostics )
+                                                  : readOpenConfig( documents, options.unsupported, diagnostics );
+}
+
+PolicyFormat formatOf( Host::SourceFile const& file ) {
+  if ( looksLikeClassbench( file ) ) return PolicyFormat::classbench;
+  return looksLikeJson( file ) ? PolicyFormat::automatic : PolicyFormat::acl;
+}
+
 }  // namespace
 
 std::optional<Host::LocatedPolicy> readPolicy( PolicyOptions const& options, Host::Diagnostics& diagnostics ) {
-  std::vector<std::shared_ptr<Host::SourceFile const>> files;
+  Files files;
   for ( std::string const& path : options.files )
     if ( auto const file = Host::SourceFile::read( path, diagnostics ) ) files.push_back( file );
   if ( files.size() != options.files.size() ) return std::nullopt;
-  bool const isClassbench =
-      options.format == PolicyFormat::classbench ||
-      ( options.format == PolicyFormat::automatic && Host::looksLikeClassbench( *files.front() ) );
-  return isClassbench ? Host::readClassbench( files, options.classbench, diagnostics )
-                      : Host::readAclText( files, diagnostics );
+  switch ( options.format == PolicyFormat::automatic ? formatOf( *files.front() ) : options.format ) {
+    case PolicyFormat::acl:
+      return Host::readAclText( files, diagnostics );
+    case PolicyFormat::classbench:
+      return Host::readClassbench( files, options.classbench, diagnostics );
+    case PolicyFormat::automatic:
+    case PolicyFormat::rfc8519:
+    case PolicyFormat::openConfig:
+      break;
+  }
+  return readInstanceData( files, options, diagnostics );
 }
 
 std::optional<Host::ChipProfile> readChip( std::string const& nameOrFile, Host::Diagnostics& diagnostics ) {

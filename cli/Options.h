@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/InstanceNode.h"
 #include "policy/ClassbenchReader.h"
 
 namespace Orvex::Cli {
@@ -13,7 +14,7 @@ namespace Orvex::Cli {
 /// As of grep and diff.
 enum ExitStatus : int { kDone = 0, kAnswerIsNo = 1, kQuestionIsWrong = 2 };
 
-enum class PolicyFormat : std::uint32_t { automatic, acl, classbench };
+enum class PolicyFormat : std::uint32_t { automatic, acl, classbench, rfc8519, openConfig };
 
 struct ConsoleOptions {
   bool quiet = false;
@@ -25,6 +26,8 @@ struct PolicyOptions {
   std::vector<std::string> files;
   PolicyFormat format = PolicyFormat::automatic;
   Host::ClassbenchOptions classbench;
+  /// What becomes of ACLs in JSON that a table cannot express.
+  Host::Unsupported unsupported = Host::Unsupported::isError;
 };
 
 struct CheckOptions {
@@ -67,6 +70,8 @@ struct PacketsOptions {
 struct ConvertOptions {
   ConsoleOptions console;
   PolicyOptions policy;
+  /// Not automatic.
+  PolicyFormat to = PolicyFormat::acl;
   std::string output = "-";
 };
 

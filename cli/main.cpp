@@ -27,7 +27,7 @@ constexpr char const* kDescription =
     "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
     "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
-    "  orvex convert filters.txt -o filters.acl   from any format to ACL text\n";
+    "  orvex convert edge.json -o edge.acl        from any format to ACL text, or --to another\n";
 
 constexpr char const* kExitStatuses =
     "Exit status: 0 done; 1 the answer is no (does not fit, differs); 2 the question was wrong (usage, input, output).";
@@ -47,6 +47,14 @@ std::string traceIs( std::string const& text ) {
   return "";
 }
 
+std::map<std::string, PolicyFormat> const& policyFormats() {
+  static std::map<std::string, PolicyFormat> const formats = { { "acl", PolicyFormat::acl },
+                                                               { "classbench", PolicyFormat::classbench },
+                                                               { "rfc8519", PolicyFormat::rfc8519 },
+                                                               { "openconfig", PolicyFormat::openConfig } };
+  return formats;
+}
+
 template <class Value>
 auto oneOf( std::map<std::string, Value> const& names ) {
   return CLI::CheckedTransformer( names );
@@ -64,9 +72,11 @@ void addConsole( CLI::App& command, ConsoleOptions& options ) {
 
 void addPolicy( CLI::App& command, PolicyOptions& options ) {
   command.add_option( "POLICY", options.files, "files that make the policy together; - is standard input" )->required();
-  command.add_option( "--from", options.format, "format: acl or classbench; else by content" )
-      ->transform(
-          oneOf<PolicyFormat>( { { "acl", PolicyFormat::acl }, { "classbench", PolicyFormat::classbench } } ) );
+  command.add_option( "--from", options.format, "format: acl, classbench, rfc8519 or openconfig; else by content" )
+      ->transform( oneOf( policyFormats() ) );
+  command.add_flag_callback(
+      "--skip-unsupported", [&options] { options.unsupported = Host::Unsupported::skipsAcl; },
+      "leave out, whole, the ACLs of rfc8519 and openconfig that a table cannot express" );
   command
       .add_option( "--classbench-action", options.classbench.action,
                    "what the rules of a ClassBench set do: permit, deny or alternate" )
@@ -143,9 +153,11 @@ class CommandLine {
     addOutput( packets, packets_.output );
 
     CLI::App& convert =
-        add( "convert", "write a policy of any format as ACL text", [this] { return Cli::convert( convert_ ); } );
+        add( "convert", "write a policy of any format in another", [this] { return Cli::convert( convert_ ); } );
     addConsole( convert, convert_.console );
     addPolicy( convert, convert_.policy );
+    convert.add_option( "--to", convert_.to, "format: acl (which is the default), classbench, rfc8519 or openconfig" )
+        ->transform( oneOf( policyFormats() ) );
     addOutput( convert, convert_.output );
 
     CLI::App& chips = add( "chips", "list the chips, or print one's profile", [this] { return Cli::chips( chips_ ); } );

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "input/NearestWord.h"
+#include "policy/RangeSets.h"
 
 namespace Orvex::Host {
 
@@ -18,19 +19,6 @@ bool isDigit( char each ) { return each >= '0' && each <= '9'; }
 /// Numbers and ranges of numbers, also faulty ones; addresses and prefixes have one of the other characters.
 bool looksLikeNumber( std::string_view word ) {
   return !word.empty() && isDigit( word[0] ) && word.find_first_of( ".:/" ) == std::string_view::npos;
-}
-
-/// The set is checked, ascending or not; its ranges may overlap.
-RangeSet complementOf( RangeSet ranges, std::uint32_t maximum ) {
-  std::sort( ranges.begin(), ranges.end() );
-  RangeSet result;
-  std::uint32_t next = 0;
-  for ( ValueRange const range : ranges ) {
-    if ( range.first > next ) result.push_back( { next, range.first - 1 } );
-    next = std::max( next, range.last + 1 );
-  }
-  if ( next <= maximum ) result.push_back( { next, maximum } );
-  return result;
 }
 
 /// Reads the values of one field.

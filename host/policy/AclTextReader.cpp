@@ -329,13 +329,7 @@ class AclTextReader {
       result.places.aclIs( each.acl.family, each.acl.name, { each.place, std::move( each.rules ) } );
       result.policy.acls.push_back( std::move( each.acl ) );
     }
-    try {
-      result.policy = normalised( std::move( result.policy ) );
-    } catch ( PolicyError const& error ) {
-      diagnostics_.error( result.places.placeOf( error.place() ), error.problem(), error.remedy() );
-      return std::nullopt;
-    }
-    return result;
+    return normalised( std::move( result ), diagnostics_ );
   }
 
   AclPrefixLists& prefixLists( Vell::AddressFamily family ) { return prefixLists_[Kiv::enumValue( family )]; }

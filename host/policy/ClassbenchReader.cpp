@@ -325,14 +325,7 @@ std::optional<LocatedPolicy> readClassbench( std::span<std::shared_ptr<SourceFil
                                              ClassbenchOptions const& options, Diagnostics& diagnostics ) {
   LocatedPolicy result;
   for ( auto const& file : files ) FilterSetReader( options, diagnostics ).read( *file, result );
-  if ( diagnostics.failed() ) return std::nullopt;
-  try {
-    result.policy = normalised( std::move( result.policy ) );
-  } catch ( PolicyError const& error ) {
-    diagnostics.error( result.places.placeOf( error.place() ), error.problem(), error.remedy() );
-    return std::nullopt;
-  }
-  return result;
+  return normalised( std::move( result ), diagnostics );
 }
 
 }  // namespace Orvex::Host

@@ -25,4 +25,15 @@ Place PolicyPlaces::placeOf( Vell::AddressFamily family, std::string const& acl,
   return found == rules.end() || found->index != *rule ? places->second.acl : found->place;
 }
 
+std::optional<LocatedPolicy> normalised( LocatedPolicy located, Diagnostics& diagnostics ) {
+  if ( diagnostics.failed() ) return std::nullopt;
+  try {
+    located.policy = normalised( std::move( located.policy ) );
+  } catch ( PolicyError const& error ) {
+    diagnostics.error( located.places.placeOf( error.place() ), error.problem(), error.remedy() );
+    return std::nullopt;
+  }
+  return located;
+}
+
 }  // namespace Orvex::Host

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "input/Diagnostics.h"
 #include "input/SourceFile.h"
 #include "policy/Normalise.h"
 #include "policy/Policy.h"
@@ -46,5 +47,9 @@ struct LocatedPolicy {
   PolicyPlaces places;
   PrefixListNames listNames;
 };
+
+/// The last step of every reader. None, with the fault at its place, when the policy cannot be normalised, and when the
+/// diagnostics have errors already.
+std::optional<LocatedPolicy> normalised( LocatedPolicy located, Diagnostics& diagnostics );
 
 }  // namespace Orvex::Host
