@@ -25,11 +25,14 @@ bool isScalar( JsonNode const& value ) {
   return value.as<std::string>() != nullptr || value.as<std::uint64_t>() != nullptr;
 }
 
-/// "a", "b" or "c"
+/// "a", "b" or "c", of those that are read.
 std::string choiceText( InstanceNode::Members members ) {
+  std::vector<std::string_view> names;
+  for ( InstanceMember const& each : members )
+    if ( each.take == Take::read ) names.push_back( each.name );
   std::string text;
-  for ( std::size_t at = 0; at != members.size(); ++at )
-    text += ( at == 0 ? "" : at + 1 == members.size() ? " or " : ", " ) + inQuotes( members[at].name );
+  for ( std::size_t at = 0; at != names.size(); ++at )
+    text += ( at == 0 ? "" : at + 1 == names.size() ? " or " : ", " ) + inQuotes( names[at] );
   return text;
 }
 

@@ -45,6 +45,11 @@ std::string choiceText( std::span<NamedNumber const> names ) {
 
 }  // namespace
 
+bool isMeantAsNumber( InstanceNode const& leaf ) {
+  auto const* const text = leaf.json().as<std::string>();
+  return text == nullptr || isDecimal( *text );
+}
+
 std::optional<std::uint32_t> readNumber( InstanceNode const& leaf, std::uint32_t first, std::uint32_t last ) {
   std::string const wanted = "a number from " + std::to_string( first ) + " to " + std::to_string( last );
   auto const* const number = leaf.json().as<std::uint64_t>();

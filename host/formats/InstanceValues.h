@@ -26,6 +26,9 @@ struct Identities {
   std::span<NamedNumber const> names;
 };
 
+/// Whether it is a number, or was meant to be one and stands in quotes.
+bool isMeantAsNumber( InstanceNode const& leaf );
+
 /// Both ends included.
 std::optional<std::uint32_t> readNumber( InstanceNode const& leaf, std::uint32_t first, std::uint32_t last );
 

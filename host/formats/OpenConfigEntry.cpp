@@ -162,8 +162,8 @@ class EntryReader {
 
   void readProtocol( InstanceNode const& leaf ) {
     static constexpr std::uint32_t kMaxProtocol = 254;
-    auto const protocol = leaf.json().as<std::string>() != nullptr ? readIdentity( leaf, kOpenConfigProtocols )
-                                                                   : readNumber( leaf, 0, kMaxProtocol );
+    auto const protocol =
+        isMeantAsNumber( leaf ) ? readNumber( leaf, 0, kMaxProtocol ) : readIdentity( leaf, kOpenConfigProtocols );
     protocolIsKnown_ = protocol.has_value();
     if ( protocol ) rule_.ranges[Field::proto] = { { *protocol, *protocol } };
   }

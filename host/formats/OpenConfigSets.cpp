@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -10,9 +9,9 @@
 
 #include "formats/InstanceValues.h"
 #include "formats/OpenConfigKeys.h"
+#include "formats/OpenConfigPrefixSets.h"
 #include "input/NearestWord.h"
 #include "policy/AclAddresses.h"
-#include "policy/PrefixSets.h"
 #include "policy/RangeSets.h"
 
 namespace Orvex::Host {
@@ -46,8 +45,6 @@ std::optional<Prefixes> readPrefixes( InstanceNode const& config, std::string_vi
       if ( prefix ) prefixes.push_back( *prefix );
     }
   }
-  std::sort( prefixes.begin(), prefixes.end() );
-  prefixes.erase( std::unique( prefixes.begin(), prefixes.end() ), prefixes.end() );
   return isGood ? std::optional( std::move( prefixes ) ) : std::nullopt;
 }
 
@@ -63,38 +60,6 @@ std::optional<RangeSet> readPorts( InstanceNode const& config, std::string_view 
     }
   }
   return isGood ? std::optional( std::move( ports ) ) : std::nullopt;
-}
-
-bool areHalves( Vell::IpGenPrefix const& a, Vell::IpGenPrefix const& b ) {
-  return a.length() == b.length() && a.length() != 0 && cut( a, a.length() - 1 ) == cut( b, b.length() - 1 );
-}
-
-/// The fewest prefixes for the same addresses, so that each prefix within these addresses lies within one of them.
-/// Requires: they ascend.
-Prefixes fewest( Prefixes const& prefixes ) {
-  Prefixes few;
-  for ( Vell::IpGenPrefix const& each : prefixes ) {
-    if ( !few.empty() && few.back().contains( each ) ) continue;
-    few.push_back( each );
-    while ( few.size() > 1 && areHalves( few.end()[-2], few.back() ) ) {
-      few.pop_back();
-      few.back() = cut( few.back(), few.back().length() - 1 );
-    }
-  }
-  return few;
-}
-
-/// Requires: both ascend.
-SharedPrefixList without( Prefixes prefixes, Prefixes const& excludes, Vell::AddressFamily family ) {
-  PrefixList list;
-  if ( prefixes.empty() && !excludes.empty() ) prefixes = { Vell::IpGenPrefix::defaultRoute( family ) };
-  list.excepts = fewest( excludes );
-  for ( Vell::IpGenPrefix const& each : prefixes ) {
-    auto const next = std::upper_bound( list.excepts.begin(), list.excepts.end(), each );
-    bool const isOut = next != list.excepts.begin() && std::prev( next )->contains( each );
-    if ( !isOut ) list.prefixes.push_back( each );
-  }
-  return std::make_shared<PrefixList const>( std::move( list ) );
 }
 
 bool isEmpty( SharedPrefixList const& list ) { return list->prefixes.empty(); }
@@ -127,10 +92,13 @@ void OpenConfigSets::readPrefixSets( InstanceNode const& sets, Vell::AddressFami
     auto const key = name ? readText( *name ) : std::nullopt;
     auto const config = configOf( entry, kName, kPrefixConfig );
     if ( !key || !config ) continue;
-    auto const prefixes = readPrefixes( *config, "prefix", family );
+    auto prefixes = readPrefixes( *config, "prefix", family );
     auto const excludes = readPrefixes( *config, "exclude-prefix", family );
     Set<SharedPrefixList> set{ name->place(), std::nullopt };
-    if ( prefixes && excludes ) set.value = without( *prefixes, *excludes, family );
+    bool const isAnyBut = prefixes && prefixes->empty() && excludes && !excludes->empty();
+    if ( isAnyBut ) prefixes = { Vell::IpGenPrefix::defaultRoute( family ) };
+    if ( prefixes && excludes )
+      set.value = std::make_shared<PrefixList const>( listOfOpenConfigSet( { *prefixes, *excludes } ) );
     addSet( prefixSets_[Kiv::enumValue( family )], *key, *name, std::move( set ) );
   }
 }

@@ -2,12 +2,7 @@
 
 /// The named sets of OpenConfig (openconfig-defined-sets) and what the rules that use them get.
 ///
-/// A set matches the union of its prefixes, or ports, without the union of its excludes, however long a prefix is that lies
-/// in an exclude. In a PrefixList a longer prefix fills the hole of an except again; so prefixes within an exclude are
-/// dropped first:
-///
-///     prefix 10.0.0.0/8 10.1.1.0/24, exclude-prefix 10.1.0.0/16   is   10.0.0.0/8 !10.1.0.0/16
-///     exclude-prefix 10.0.0.0/8                                   is   0.0.0.0/0 !10.0.0.0/8: any but these
+/// A set of excludes alone matches all but these. What sets with excludes are as lists, OpenConfigPrefixSets.h says.
 ///
 /// A set that leaves nothing would neither match nothing unseen nor widen a rule to everything: it is an error where it is
 /// used.

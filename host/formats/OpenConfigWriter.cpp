@@ -13,10 +13,9 @@
 #include "formats/FormatLosses.h"
 #include "formats/InstanceDocument.h"
 #include "formats/OpenConfigIdentities.h"
-#include "packets/AddressNumber.h"
+#include "formats/OpenConfigPrefixSets.h"
 #include "policy/AclFields.h"
 #include "policy/NumberNames.h"
-#include "policy/PrefixSets.h"
 
 namespace Orvex::Host {
 
@@ -67,16 +66,17 @@ class DefinedSets {
     for ( auto const& [list, name] : names ) taken_.insert( name );
   }
 
-  std::string const& nameOf( SharedPrefixList const& list, AddressFamily family ) {
-    auto const [known, isNew] = prefixSets_.emplace( list.get(), "" );
-    if ( !isNew ) return known->second;
-    auto const named = userNames_.find( *list );
-    known->second = named != userNames_.end() ? named->second : newName( "set", prefixNames_ );
-    PrefixList const set = openConfigSetOf( *list );
-    Json config = { { "name", known->second }, { "prefix", prefixesJson( set.prefixes ) } };
-    if ( !set.excepts.empty() ) config["exclude-prefix"] = prefixesJson( set.excepts );
-    ( family == AddressFamily::ipv4 ? ipv4_ : ipv6_ )
-        .push_back( { { "name", known->second }, { "config", std::move( config ) } } );
+  /// How rules write a list: an address, or the name of a set, which is defined when it has not been yet.
+  struct Addresses {
+    enum Kind : std::uint32_t { kNone, kAny, kPrefix, kSet };
+
+    Kind kind = kNone;
+    std::string text = {};
+  };
+
+  Addresses const& addresses( SharedPrefixList const& list ) {
+    auto const [known, isNew] = addresses_.emplace( list.get(), Addresses() );
+    if ( isNew ) known->second = newAddresses( *list );
     return known->second;
   }
 
@@ -90,15 +90,38 @@ class DefinedSets {
   }
 
   /// Empty when no rule uses one.
-  Json json() const {
+  Json takeJson() {
     Json sets = Json::object();
-    if ( !ipv4_.empty() ) sets["ipv4-prefix-sets"] = { { "ipv4-prefix-set", ipv4_ } };
-    if ( !ipv6_.empty() ) sets["ipv6-prefix-sets"] = { { "ipv6-prefix-set", ipv6_ } };
-    if ( !ports_.empty() ) sets["port-sets"] = { { "port-set", ports_ } };
+    if ( !ipv4_.empty() ) sets["ipv4-prefix-sets"] = { { "ipv4-prefix-set", std::move( ipv4_ ) } };
+    if ( !ipv6_.empty() ) sets["ipv6-prefix-sets"] = { { "ipv6-prefix-set", std::move( ipv6_ ) } };
+    if ( !ports_.empty() ) sets["port-sets"] = { { "port-set", std::move( ports_ ) } };
     return sets;
   }
 
  private:
+  Addresses newAddresses( PrefixList const& list ) {
+    PrefixList const set = openConfigSetOf( list );
+    auto const named = userNames_.find( list );
+    bool const isNamed = named != userNames_.end();
+    if ( set.prefixes.empty() ) return { Addresses::kNone };
+    bool const isOne = set.prefixes.size() == 1 && set.excepts.empty();
+    if ( isOne && set.prefixes[0].isDefaultRoute() ) return { Addresses::kAny };
+    if ( isOne && !isNamed ) return { Addresses::kPrefix, textOf( set.prefixes[0] ) };
+    auto const [known, isNew] = prefixSets_.emplace( set, "" );
+    if ( isNew ) {
+      known->second = isNamed ? named->second : newName( "set", prefixNames_ );
+      define( known->second, set );
+    }
+    return { Addresses::kSet, known->second };
+  }
+
+  void define( std::string const& name, PrefixList const& set ) {
+    Json config = { { "name", name }, { "prefix", prefixesJson( set.prefixes ) } };
+    if ( !set.excepts.empty() ) config["exclude-prefix"] = prefixesJson( set.excepts );
+    Json& sets = set.prefixes[0].af() == AddressFamily::ipv4 ? ipv4_ : ipv6_;
+    sets.push_back( { { "name", name }, { "config", std::move( config ) } } );
+  }
+
   std::string newName( std::string const& stem, std::size_t& count ) {
     std::string name;
     do name = stem + std::to_string( ++count );
@@ -108,7 +131,8 @@ class DefinedSets {
 
   PrefixListNames const& userNames_;
   std::set<std::string> taken_;
-  std::unordered_map<PrefixList const*, std::string> prefixSets_;
+  std::unordered_map<PrefixList const*, Addresses> addresses_;
+  std::map<PrefixList, std::string> prefixSets_;
   std::map<RangeSet, std::string> portSets_;
   std::size_t prefixNames_ = 0;
   std::size_t portNames_ = 0;
@@ -129,7 +153,7 @@ class Writer {
       return std::nullopt;
     }
     Json document = Json::object();
-    if ( Json sets = sets_.json(); !sets.empty() ) document[std::string( kOpenConfigSets )] = std::move( sets );
+    if ( Json sets = sets_.takeJson(); !sets.empty() ) document[std::string( kOpenConfigSets )] = std::move( sets );
     document[std::string( kOpenConfigAcl )] = { { "acl-sets", { { "acl-set", std::move( acls ) } } } };
     return document.dump( 2 ) + "\n";
   }
@@ -189,12 +213,10 @@ class Writer {
 
   void addAddresses( Json& config, std::string const& name, SharedPrefixList const& list ) {
     if ( !list ) return;
-    if ( openConfigSetOf( *list ).prefixes.empty() )
-      lose( "has no set that matches no address" );
-    else if ( list->prefixes.size() == 1 && list->excepts.empty() && !located_.listNames.contains( *list ) )
-      config[name] = textOf( list->prefixes[0] );
-    else
-      config[name + "-prefix-set"] = sets_.nameOf( list, acl_->family );
+    auto const& [kind, text] = sets_.addresses( list );
+    if ( kind == DefinedSets::Addresses::kNone ) lose( "has no set that matches no address" );
+    if ( kind == DefinedSets::Addresses::kPrefix ) config[name] = text;
+    if ( kind == DefinedSets::Addresses::kSet ) config[name + "-prefix-set"] = text;
   }
 
   void addDscp( Json& config ) {
@@ -305,70 +327,10 @@ class Writer {
   Rule const* rule_ = nullptr;
 };
 
-/// Walks the prefixes of a list from outer to inner ones.
-class SetMaker {
- public:
-  explicit SetMaker( PrefixList const& list ) : list_( unionOf( std::array{ &list } ) ) {}
-
-  PrefixList set() {
-    for ( Vell::IpGenPrefix const& each : list_.prefixes ) {
-      bool const isInside = !result_.prefixes.empty() && result_.prefixes.back().contains( each );
-      if ( isInside ) continue;
-      result_.prefixes.push_back( each );
-      excludeWithin( each );
-    }
-    return std::move( result_ );
-  }
-
- private:
-  using Prefixes = std::vector<Vell::IpGenPrefix>;
-
-  /// The first of the ascending prefixes that is this one or lies within it.
-  static Prefixes::const_iterator firstWithin( Prefixes const& prefixes, Vell::IpGenPrefix const& outer ) {
-    auto const at = std::lower_bound( prefixes.begin(), prefixes.end(), outer );
-    return at != prefixes.end() && outer.contains( *at ) ? at : prefixes.end();
-  }
-
-  /// The addresses just inside `outer` match.
-  void excludeWithin( Vell::IpGenPrefix const& outer ) {
-    auto at = firstWithin( list_.excepts, outer );
-    while ( at != list_.excepts.end() && outer.contains( *at ) ) {
-      Vell::IpGenPrefix const except = *at;
-      exclude( except );
-      while ( at != list_.excepts.end() && except.contains( *at ) ) ++at;
-    }
-  }
-
-  /// The addresses just inside `part` do not match. Where some of them do, it is halved.
-  void exclude( Vell::IpGenPrefix const& part ) {
-    auto const filled = firstWithin( list_.prefixes, part );
-    if ( filled == list_.prefixes.end() )
-      result_.excepts.push_back( part );
-    else if ( *filled == part )
-      excludeWithin( part );
-    else
-      for ( Vell::IpGenPrefix const& half : halves( part ) ) exclude( half );
-  }
-
-  static std::array<Vell::IpGenPrefix, 2> halves( Vell::IpGenPrefix const& prefix );
-
-  PrefixList list_;
-  PrefixList result_;
-};
-
-std::array<Vell::IpGenPrefix, 2> SetMaker::halves( Vell::IpGenPrefix const& prefix ) {
-  std::uint32_t const length = prefix.length() + 1;
-  AddressNumber const first = firstOf( prefix );
-  AddressNumber const bit = AddressNumber{ 1 } << ( Vell::addressWidthBits( prefix.af() ) - length );
-  return { prefixOf( prefix.af(), first, length ), prefixOf( prefix.af(), first | bit, length ) };
-}
-
 }  // namespace
 
 std::optional<std::string> openConfigText( LocatedPolicy const& located, Diagnostics& diagnostics ) {
   return Writer( located ).text( diagnostics );
 }
-
-PrefixList openConfigSetOf( PrefixList const& list ) { return SetMaker( list ).set(); }
 
 }  // namespace Orvex::Host
