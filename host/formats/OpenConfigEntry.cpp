@@ -212,7 +212,7 @@ class EntryReader {
     bool const isAny = ports.empty() || complementOf( ports, maximumOf( field ) ).empty();
     if ( !isAny && protocolIsKnown_ && !allHavePorts( protocols() ) )
       leaf->error( "ports need a protocol that has them",
-                   "write \"protocol\": \"openconfig-packet-match-types:IP_TCP\" or another into the header's config" );
+                   R"(write "protocol": "openconfig-packet-match-types:IP_TCP" or another into the header's config)" );
     rule_.ranges[field] = std::move( ports );
   }
 
@@ -226,9 +226,9 @@ class EntryReader {
     auto const builtin = config.member( "builtin-detail" );
     if ( kind != kExplicit )
       for ( auto const* const leaf : { &matchMode, &flags } )
-        if ( *leaf ) ( *leaf )->error( "this needs detail-mode EXPLICIT", "write \"detail-mode\": \"EXPLICIT\"" );
+        if ( *leaf ) ( *leaf )->error( "this needs detail-mode EXPLICIT", R"(write "detail-mode": "EXPLICIT")" );
     if ( builtin && kind != kBuiltin )
-      builtin->error( "this needs detail-mode BUILTIN", "write \"detail-mode\": \"BUILTIN\"" );
+      builtin->error( "this needs detail-mode BUILTIN", R"(write "detail-mode": "BUILTIN")" );
     else if ( builtin )
       readBuiltin( *builtin );
     auto const match = matchMode ? readIdentity( *matchMode, kMatchModes ) : std::nullopt;
@@ -265,7 +265,7 @@ class EntryReader {
     flags = true;
     if ( protocolIsKnown_ && !allHaveTcpFlags( protocols() ) )
       leaf.error( "TCP flags need the protocol TCP",
-                  "write \"protocol\": \"openconfig-packet-match-types:IP_TCP\" into the header's config" );
+                  R"(write "protocol": "openconfig-packet-match-types:IP_TCP" into the header's config)" );
   }
 
   Vell::AddressFamily family_;

@@ -190,7 +190,7 @@ std::optional<ValueRange> readOpenConfigRange( InstanceNode const& leaf, Field f
     leaf.error( "this is a string", "write the number without quotes" );
   else
     leaf.error( inQuotes( *text ) + " is no number and no range",
-                "write a number up to " + std::to_string( maximum ) + ", \"FIRST..LAST\" or \"ANY\"" );
+                "write a number up to " + std::to_string( maximum ) + R"(, "FIRST..LAST" or "ANY")" );
   return std::nullopt;
 }
 

@@ -60,13 +60,13 @@ std::optional<std::uint32_t> numberIn( std::string const& name ) {
 
 /// By their names, if all of them are ascending numbers.
 void numberRules( std::vector<Rule>& rules ) {
-  std::optional<std::uint32_t> last;
-  bool const areNumbers = std::all_of( rules.begin(), rules.end(), [&last]( Rule const& rule ) {
-    auto const number = numberIn( rule.name );
-    return number && ( !last || *number > *last ) && ( last = number, true );
-  } );
+  std::vector<std::uint32_t> numbers;
+  for ( Rule const& rule : rules )
+    if ( auto const number = numberIn( rule.name ); number && ( numbers.empty() || *number > numbers.back() ) )
+      numbers.push_back( *number );
+  bool const areNumbers = numbers.size() == rules.size();
   for ( std::size_t at = 0; at != rules.size(); ++at )
-    rules[at].index = areNumbers ? *numberIn( rules[at].name ) : static_cast<std::uint32_t>( 10 * ( at + 1 ) );
+    rules[at].index = areNumbers ? numbers[at] : static_cast<std::uint32_t>( 10 * ( at + 1 ) );
 }
 
 class Reader {
@@ -115,7 +115,8 @@ class Reader {
     auto const leaf = acl.member( "type" );
     auto const type = leaf ? readAclType( *leaf ) : std::nullopt;
     if ( !leaf )
-      acl.error( "this ACL has no type", "a table has ACLs of one family: add \"type\": \"ipv4-acl-type\" or ipv6" );
+      acl.error( "this ACL has no type",
+                 R"(a table has ACLs of one family: add "type": "ipv4-acl-type" or "ipv6-acl-type")" );
     else if ( type && !type->isOneFamily() )
       leaf->unsupported( "a table has ACLs of IPv4 or of IPv6 alone" );
     // Where the type is not known, no match is at fault for not fitting it.

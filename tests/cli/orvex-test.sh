@@ -116,8 +116,34 @@ run 0 compile filters.txt --classbench-action alternate --format json -q
 cmp -s output converted.json || fail "a converted set compiles otherwise"
 run 0 convert filters.acl && cmp -s output filters.acl || fail "text to text is no fixed point"
 
+# Other formats
+cat >edge.json <<'JSON'
+{"ietf-access-control-list:acls": {"acl": [
+  {"name": "edge", "type": "ipv4-acl-type", "aces": {"ace": [
+    {"name": "10", "matches": {"ipv4": {"source-ipv4-network": "10.0.0.0/8"}, "tcp": {"destination-port": {"port": 80}}},
+     "actions": {"forwarding": "accept"}},
+    {"name": "20", "actions": {"forwarding": "drop"}}]}},
+  {"name": "reject", "type": "ipv4-acl-type", "aces": {"ace": [{"name": "all", "actions": {"forwarding": "reject"}}]}}]}}
+JSON
+run 2 check edge.json && says messages "edge.json:6:106: error: /ietf-access-control-list:acls/acl[name='reject']/aces/ace[name='all']/actions/forwarding: "
+run 2 check edge.json --from openconfig && says messages "openconfig-acl:acl"
+run 0 verify --equal small.acl edge.json --skip-unsupported && says output "equal" && says messages "edge.json:6:3: warning:"
+run 0 compile edge.json --skip-unsupported && says_loaded
+for format in acl rfc8519 openconfig; do
+  run 0 convert small.acl --to $format -o "small.$format" && is_empty output
+  run 0 verify --equal small.acl "small.$format"
+  run 0 convert "small.$format" && cp output "formatted.$format"
+  run 0 convert "small.$format" --to $format && cmp -s output "small.$format" || fail "$format is no fixed point"
+done
+cmp -s formatted.acl formatted.rfc8519 && cmp -s formatted.acl formatted.openconfig || fail "texts from other formats differ"
+run 2 convert "$examples/edge.acl" --to classbench -o out.json
+says messages "ClassBench has one ACL in a file" && says out.json old
+sed '$d' small.acl >permits.acl
+run 0 convert permits.acl --to classbench -o edge.txt && run 0 verify --equal permits.acl edge.txt
+run 2 convert small.acl --to yaml
+
 # Packets
-for policy in small.acl filters.txt "$examples/edge.acl"; do
+for policy in small.acl small.openconfig filters.txt "$examples"/*.acl "$examples"/*.json; do
   run 0 packets "$policy" --count 2000 --seed 3 -o packets.json -q
   [ "$(wc -l <packets.json)" -eq 2000 ] || fail "there are not 2000 packets"
   run 0 classify "$policy" --packets packets.json --compare -q && says output "2,000 packets: table and policy agree"
