@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "formats/InstanceNode.h"
 #include "input/Diagnostics.h"
 #include "input/SourceFile.h"
 #include "json/JsonTree.h"
+#include "policy/PolicyPlaces.h"
 
 namespace Orvex::Host {
 
@@ -39,5 +41,9 @@ std::optional<InstanceFormat> instanceFormatOf( InstanceDocument const& document
 /// Checks the outermost object for what a reader reads of it, which are members with the names of their modules. Those of
 /// other modules are passed over: a file can hold a device's whole configuration. Returns whether there is one to read.
 bool hasTopMember( InstanceNode const& document, std::span<std::string_view const> names );
+
+/// What both readers end with. Warns when there is no ACL.
+std::optional<LocatedPolicy> finishedPolicy( LocatedPolicy located, std::span<InstanceDocument const> documents,
+                                             Diagnostics& diagnostics );
 
 }  // namespace Orvex::Host

@@ -86,9 +86,9 @@ class Reader {
         if ( auto const interfaces = acl->member( "interfaces" ) ) readInterfaces( *interfaces );
   }
 
-  std::optional<LocatedPolicy> finished() {
+  LocatedPolicy takeResult() {
     result_.listNames = sets_.names();
-    return normalised( std::move( result_ ), diagnostics_ );
+    return std::move( result_ );
   }
 
  private:
@@ -204,7 +204,7 @@ std::optional<LocatedPolicy> readOpenConfig( std::span<InstanceDocument const> d
                                              Diagnostics& diagnostics ) {
   Reader reader( unsupported, diagnostics );
   reader.read( documents );
-  return reader.finished();
+  return finishedPolicy( reader.takeResult(), documents, diagnostics );
 }
 
 }  // namespace Orvex::Host

@@ -87,7 +87,7 @@ class Reader {
     if ( auto const points = acls->member( "attachment-points" ) ) readAttachmentPoints( *points );
   }
 
-  std::optional<LocatedPolicy> finished() { return normalised( std::move( result_ ), diagnostics_ ); }
+  LocatedPolicy takeResult() { return std::move( result_ ); }
 
  private:
   void readAcl( InstanceNode const& node ) {
@@ -202,7 +202,7 @@ std::optional<LocatedPolicy> readRfc8519( std::span<InstanceDocument const> docu
                                           Diagnostics& diagnostics ) {
   Reader reader( unsupported, diagnostics );
   for ( InstanceDocument const& document : documents ) reader.read( document );
-  return reader.finished();
+  return finishedPolicy( reader.takeResult(), documents, diagnostics );
 }
 
 }  // namespace Orvex::Host

@@ -152,6 +152,26 @@ TEST( OpenConfigReader, SetsCanStandInAnotherFile ) {
   EXPECT_EQ( "A", located->listNames.at( *rule.source ) );
 }
 
+TEST( InstanceReaders, KeepThePlacesOfAclsAndRules ) {
+  auto const lines = []( std::string const& text, std::vector<std::uint32_t> const& rules ) {
+    auto const reading = readInstance( text );
+    std::vector<std::uint32_t> found;
+    if ( !reading.located ) return found;
+    found.push_back( reading.located->places.placeOf( Vell::AddressFamily::ipv4, "edge", std::nullopt ).line );
+    for ( std::uint32_t const rule : rules )
+      found.push_back( reading.located->places.placeOf( Vell::AddressFamily::ipv4, "edge", rule ).line );
+    return found;
+  };
+  std::string const ace = R"(
+    {"name": "NAME", "actions": {"forwarding": "drop"}})";
+  EXPECT_THAT( lines( rfc8519( ace + "," + ace.substr( 0, 15 ) + "other" + ace.substr( 19 ) ), { 10, 20 } ),
+               ElementsAre( 1U, 2U, 3U ) );
+  EXPECT_THAT(
+      lines( openConfig( std::string( "\n" ).append( entry( "7", "" ) ).append( ",\n" ).append( entry( "5", "" ) ) ),
+             { 5, 7 } ),
+      ElementsAre( 1U, 3U, 2U ) );
+}
+
 /// All addresses of a /28 against lists of up to six of its prefixes: reading a set is union minus union, and writing a
 /// list as a set keeps what the longest prefix says.
 TEST( OpenConfigSets, AreExactBothWays ) {
