@@ -59,6 +59,7 @@ Policy plainPolicy( Random& random ) {
         RangeSet& set = rule.ranges[field];
         if ( !set.empty() && random.percent( 60 ) ) set = { { set[0].first, set[0].first } };
       }
+      if ( random.percent( 10 ) ) rule.ranges[Field::fragment] = { { 1, maximumOf( Field::fragment ) } };
       for ( SharedPrefixList* const list : { &rule.source, &rule.destination } )
         if ( *list && !( *list )->prefixes.empty() && random.percent( 50 ) )
           *list = std::make_shared<PrefixList const>( PrefixList{ { ( *list )->prefixes[0] }, {} } );
