@@ -6,7 +6,7 @@
 #include "formats/Rfc8519Writer.h"
 #include "host/InstanceTexts.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
+#include "RandomPolicy.h"
 #include "host/SeedRange.h"
 #include "policy/AclTextReader.h"
 #include "policy/ClassbenchReader.h"
