@@ -1,12 +1,15 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "Inputs.h"
 #include "chip/SnapshotReader.h"
 #include "packets/PacketJson.h"
 #include "verify/Prover.h"
+#include "verify/StatedDifferences.h"
 
 namespace Orvex::Cli {
 
@@ -61,6 +64,14 @@ std::string verdictText( Verify::Verdict const& verdict ) {
 
 /// Reading and telling take time too, and an answer is to come within ten seconds.
 constexpr Verify::Budget kBudget{ .time = std::chrono::seconds( 8 ) };
+constexpr std::size_t kMostStated = 20;
+
+/// What no packet shows, or what a packet has shown once more, by name.
+void printStated( std::vector<std::string> const& differences ) {
+  for ( std::size_t at = 0; at != std::min( differences.size(), kMostStated ); ++at )
+    fmt::print( "different: {}\n", differences[at] );
+  if ( differences.size() > kMostStated ) fmt::print( "and {} more\n", grouped( differences.size() - kMostStated ) );
+}
 
 int compareTables( VerifyOptions const& options ) {
   Host::Diagnostics diagnostics;
@@ -74,8 +85,13 @@ int compareTables( VerifyOptions const& options ) {
   if ( !located || !table ) return kQuestionIsWrong;
 
   auto const proof = Verify::prove( located->policy, *table->snapshot, table->shape, table->defaults, kBudget );
+  auto const stated = Verify::statedDifferences( located->policy, *table->snapshot, table->defaults );
   switch ( proof.outcome ) {
     case Outcome::equal:
+      if ( !stated.empty() ) {
+        fmt::print( "different, though no packet shows it:\n" );
+        break;
+      }
       fmt::print( "equal: {} with {} are the policy\n", counted( proof.rules, "rule" ),
                   proof.entries == 1 ? "1 entry" : grouped( proof.entries ) + " entries" );
       break;
@@ -87,7 +103,8 @@ int compareTables( VerifyOptions const& options ) {
       showError( "undecided: " + proof.reason, options.console );
       break;
   }
-  return exitStatusOf( proof.outcome );
+  printStated( stated );
+  return stated.empty() ? exitStatusOf( proof.outcome ) : kAnswerIsNo;
 }
 
 int comparePolicies( VerifyOptions const& options ) {

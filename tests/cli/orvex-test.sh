@@ -79,7 +79,8 @@ run 0 verify small.acl snapshot.json && says output "equal: 2 rules with 2 entri
 sed 's/"drop": false/"drop": true/' snapshot.json >wrong.json
 run 1 verify small.acl wrong.json && says output '"dport": 80'
 sed 's/"default": "deny"/"default": "permit"/' snapshot.json >wrong.json
-run 0 verify small.acl wrong.json # no packet misses this ACL
+run 1 verify small.acl wrong.json # no packet misses this ACL
+says output "different, though no packet shows it" && says output "edge, default: the policy says deny, the table permit"
 sed 's/"label": 1/"label": 65536/' snapshot.json >wrong.json
 run 2 verify small.acl wrong.json && says messages "wrong.json:"
 head -c 300 snapshot.json >wrong.json

@@ -1,5 +1,6 @@
 #include "verify/Prover.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -14,6 +15,7 @@
 #include "pipeline/Compile.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/Normalise.h"
+#include "verify/StatedDifferences.h"
 
 /// The prover on tables that the compiler made.
 
@@ -101,6 +103,49 @@ TEST( Prover, TheWitnessNamesTheRuleAndTheFieldThatDiffer ) {
     one.spoil( table );
     EXPECT_EQ( whereOf( proofOf( policy, table ) ), one.want );
   }
+}
+
+/// Rule 20 is hidden and the default out of reach, so that no packet shows what is wrong with them.
+TEST( Prover, WhatNoPacketShowsIsADifferenceOfWhatIsStated ) {
+  Policy const policy = policyOf( { acl( "ipv4 edge", { rule( 10, "" ), rule( 20, "dport 80" ) } ) } );
+  auto const changed = [&]( auto const& change ) {
+    TableCopy table = tableOf( policy );
+    OrvexActionValue action = ruleIn( table, 20 )->action();
+    change( action, table );
+    ruleIn( table, 20 )->actionIs( action );
+    EXPECT_EQ( whereOf( proofOf( policy, table ) ), "equal: " );
+    auto const differences = Verify::statedDifferences( policy, *table.data, table.defaults );
+    EXPECT_LE( differences.size(), 1U );
+    return differences.empty() ? "" : differences.front();
+  };
+  EXPECT_EQ( changed( []( auto&, auto& ) {} ), "" );
+  auto const rule20 = []( std::string const& text ) { return "ipv4 ACL edge, rule 20" + text; };
+  EXPECT_EQ( changed( []( auto& action, auto& ) { action.dropEnabled = true; } ),
+             rule20( ", action.drop: the policy says false, the table true" ) );
+  EXPECT_EQ( changed( []( auto& action, auto& ) { action.logEnabled = true; } ),
+             rule20( ", action.log: the policy says false, the table true" ) );
+  EXPECT_EQ( changed( []( auto& action, auto& ) { action.sflowEnabled = true; } ),
+             rule20( ", action.sflow: the policy says false, the table true" ) );
+  EXPECT_EQ( changed( []( auto& action, auto& ) {
+               action.setDscpEnabled = true;
+               action.dscp.valueIs( 46 );
+             } ),
+             rule20( ", action.dscp: the policy says null, the table 46" ) );
+  EXPECT_EQ( changed( []( auto& action, auto& ) {
+               action.setTcEnabled = true;
+               action.tc.valueIs( 0 );
+             } ),
+             rule20( ", action.tc: the policy says null, the table 0" ) );
+  EXPECT_EQ( changed( []( auto&, auto& table ) { table.defaults.begin()->second = DefaultAction::permit; } ),
+             "ipv4 ACL edge, default: the policy says deny, the table permit" );
+
+  TableCopy without = tableOf( policy );
+  without.acls->pdAcl().begin().value()->ruleDel( AceIndex( 20 ) );
+  EXPECT_THAT( Verify::statedDifferences( policy, *without.data, without.defaults ),
+               testing::ElementsAre( rule20( ": the table does not have it" ) ) );
+  EXPECT_THAT( Verify::statedDifferences( policyOf( { acl( "ipv6 edge", {} ) } ), *without.data, without.defaults ),
+               testing::ElementsAre( "ipv6 ACL edge: the table does not have it",
+                                     "ipv4 ACL edge: the policy does not have it" ) );
 }
 
 TEST( Prover, AnAclWithoutRulesIsItsDefaultAction ) {
