@@ -3,6 +3,7 @@
 /// What the command line says, as plain values; each subcommand is a function of them. Arguments.cpp fills them in.
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,20 @@ struct ClassifyOptions {
   std::string output = "-";
 };
 
+enum class ExplainFormat : std::uint32_t { text, json };
+
+struct ExplainOptions {
+  ConsoleOptions console;
+  PolicyOptions policy;
+  std::string chip = "default";
+  /// As in a file of packets; or else the fields, by their names there, and the ACL, which may be left out.
+  std::string packet;
+  std::map<std::string, std::string> fields;
+  std::string acl;
+  ExplainFormat format = ExplainFormat::text;
+  std::string output = "-";
+};
+
 struct PacketsOptions {
   ConsoleOptions console;
   PolicyOptions policy;
@@ -91,6 +106,7 @@ struct VerifyOptions {
 int check( CheckOptions const& options );
 int compile( CompileOptions const& options );
 int classify( ClassifyOptions const& options );
+int explain( ExplainOptions const& options );
 int packets( PacketsOptions const& options );
 int convert( ConvertOptions const& options );
 int chips( ChipsOptions const& options );

@@ -24,6 +24,8 @@ constexpr char const* kDescription =
     "  orvex compile edge.acl                     compile, load into the software chip, and say what it takes\n"
     "  orvex compile edge.acl --chip all          does it fit, and where\n"
     "  orvex compile edge.acl --format json -o edge.json\n"
+    "  orvex explain edge.acl --src 10.1.2.3 --dst 192.0.2.1 --proto tcp --dport 443\n"
+    "                                             which rule decides, by which entry, and what nearly did\n"
     "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
     "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
@@ -137,6 +139,8 @@ class CommandLine {
         ->excludes( interpret );
     addOutput( classify, classify_.output );
 
+    addExplain();
+
     CLI::App& verify =
         add( "verify", "prove that a snapshot is a policy (POLICY ... SNAPSHOT), or that two policies are one",
              [this] { return Cli::verify( verify_ ); } );
@@ -175,6 +179,40 @@ class CommandLine {
   }
 
  private:
+  void addExplain() {
+    CLI::App& explain =
+        add( "explain", "show a packet's path: labels, the entry that decides, its rule, and near misses",
+             [this] { return Cli::explain( explain_ ); } );
+    addConsole( explain, explain_.console );
+    addPolicy( explain, explain_.policy );
+    explain.add_option( "--chip", explain_.chip, "a chip of \"orvex chips\", or a profile's file" );
+    explain.add_option( "--packet", explain_.packet, "the packet, as in a file of packets; or else its fields:" );
+    explain.add_option( "--acl", explain_.acl, "the ACL; left out, the only one of the packet's family" );
+    struct Option {
+      char const* name;
+      char const* field;
+      char const* description;
+    };
+    static constexpr Option kOptions[] = { { "--src", "src", "source address" },
+                                           { "--dst", "dst", "destination address" },
+                                           { "--proto", "proto", "protocol, by number or name" },
+                                           { "--sport", "sport", "source port, by number or service" },
+                                           { "--dport", "dport", "destination port, by number or service" },
+                                           { "--icmp-type", "icmpType", "ICMP type, by number or name" },
+                                           { "--length", "length", "length" },
+                                           { "--fragment", "fragment", "fragment offset" },
+                                           { "--dscp", "dscp", "DSCP, by number or name" },
+                                           { "--ttl", "ttl", "TTL" },
+                                           { "--tcp-flags", "tcpFlags", "the byte of TCP flags" } };
+    for ( Option const& option : kOptions )
+      explain.add_option_function<std::string>(
+          option.name, [this, field = option.field]( std::string const& text ) { explain_.fields[field] = text; },
+          option.description );
+    explain.add_option( "--format", explain_.format, "text or json" )
+        ->transform( oneOf<ExplainFormat>( { { "text", ExplainFormat::text }, { "json", ExplainFormat::json } } ) );
+    addOutput( explain, explain_.output );
+  }
+
   CLI::App& add( char const* name, char const* description, std::function<int()> command ) {
     CLI::App& subcommand = *app_.add_subcommand( name, description );
     subcommand.callback( [this, command = std::move( command )] { chosen_ = command; } );
@@ -186,6 +224,7 @@ class CommandLine {
   CheckOptions check_;
   CompileOptions compile_;
   ClassifyOptions classify_;
+  ExplainOptions explain_;
   VerifyOptions verify_;
   PacketsOptions packets_;
   ConvertOptions convert_;

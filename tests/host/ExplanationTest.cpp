@@ -1,0 +1,87 @@
+#include "explain/Explanation.h"
+
+#include <gtest/gtest.h>
+
+#include "chip/SoftwareChip.h"
+#include "host/PolicyNotation.h"
+#include "host/RandomPolicy.h"
+#include "host/SeedRange.h"
+#include "host/TestChips.h"
+#include "packets/BoundaryPackets.h"
+#include "pipeline/Compile.h"
+#include "policy/Normalise.h"
+#include "verify/Interpreter.h"
+
+namespace Orvex::Host::Test {
+
+namespace {
+
+Policy edgePolicy() {
+  return normalised( { { acl( "ipv4 edge", { rule( 10, "source 10.0.0.0/8 !10.1.0.0/16; proto 6; dport 80 443-445" ),
+                                             rule( 20, "proto 6; established" ), rule( 30, "fragment 1-8191; ttl 1" ),
+                                             rule( 40, "source 10.0.0.0/8" ) } ) } } );
+}
+
+std::string nearMisses( std::string const& packetText ) {
+  Policy const policy = edgePolicy();
+  std::string text;
+  for ( Rule const& rule : policy.acls.front().rules )
+    if ( auto const miss = nearMissOf( rule, packet( packetText ), {} ) )
+      text += std::to_string( miss->rule ) + " " + miss->field + ": " + miss->reason + "\n";
+  return text;
+}
+
+}  // namespace
+
+TEST( Explanation, ANearMissIsARuleThatOneFieldKeepsFromMatching ) {
+  EXPECT_EQ( nearMisses( "10.1.2.3 1.1.1.1; proto 6; dport 80" ),
+             "10 source: source 10.1.2.3 is in 10.1.0.0/16, which is excepted\n"
+             "20 tcpFlags: tcpFlags 0 has neither ACK nor RST\n" );
+  EXPECT_EQ( nearMisses( "10.9.2.3 1.1.1.1; proto 6; dport 81; tcpFlags 16" ),
+             "10 dport: dport 81 is not in 80 443-445\n" );
+  EXPECT_EQ( nearMisses( "10.9.2.3 1.1.1.1; proto 6; fragment 7" ),
+             "10 fragment: the packet is a later fragment, which does not carry dport\n"
+             "20 fragment: the packet is a later fragment, which does not carry tcpFlags\n"
+             "30 ttl: ttl 0 is not in 1\n" );
+  EXPECT_EQ( nearMisses( "11.9.2.3 1.1.1.1; proto 17; ttl 1" ),
+             "30 fragment: fragment 0 is not in 1-8191\n"
+             "40 source: source 11.9.2.3 is not in 10.0.0.0/8\n" );
+}
+
+TEST( Explanation, AnyPacketIsExplainedByTheRuleThatTheInterpreterNames ) {
+  std::size_t packets = 0;
+  std::size_t hits = 0;
+  SeedRange const seeds = seedRange( 40 );
+  auto const shapes = chipShapes();
+  for ( std::uint64_t seed = seeds.first; seed != seeds.first + seeds.count; ++seed ) {
+    SCOPED_TRACE( testing::Message() << "seed " << seed );
+    Random random( seed );
+    ChipProfile const& profile = random.oneOf( shapes );
+    LocatedPolicy const located{ randomPolicy( random ), {}, {} };
+    SoftwareChip chip( Brae::ChipId( 1 ), profile );
+    auto const result = compile( located.policy, chip );
+    if ( result.outcome != CompileOutcome::loaded ) continue;
+    for ( Acl const& acl : located.policy.acls ) {
+      BoundaryPackets boundary( random, acl );
+      for ( int count = 0; count != 15; ++count, ++packets ) {
+        Verify::Packet const packet = boundary.next();
+        auto const explanation = explain( located, acl, packet, *result.snapshot, shapeOf( profile ) );
+        Verify::Verdict const meant = interpret( acl, packet );
+        ASSERT_EQ( meant, explanation.verdict );
+        ASSERT_EQ( meant.rule.has_value(), explanation.entry.has_value() );
+        hits += meant.rule ? 1 : 0;
+        for ( KeyField const& field : explanation.key )
+          ASSERT_EQ( 0, ( field.label ^ field.wanted.label.value() ) & field.wanted.mask.value() ) << field.name;
+        for ( NearMiss const& miss : explanation.nearMisses ) ASSERT_LT( miss.rule, meant.rule.value_or( ~0U ) );
+      }
+    }
+  }
+  EXPECT_GT( packets, seeds.count * 25 );
+  EXPECT_GT( hits, packets / 4 );
+
+  LocatedPolicy const located{ edgePolicy(), {}, {} };
+  EXPECT_THROW( explain( located, located.policy.acls.front(), packet( "10.9.2.3 1.1.1.1" ), *Kiv::make<PDData>(), {} ),
+                DisagreementError );
+}
+
+}  // namespace Orvex::Host::Test
