@@ -74,6 +74,17 @@ struct ExplainOptions {
   std::string output = "-";
 };
 
+enum class UpdateFormat : std::uint32_t { summary, json };
+
+struct UpdateOptions {
+  ConsoleOptions console;
+  /// The old one and the new one.
+  PolicyOptions policy;
+  std::string chip = "default";
+  UpdateFormat format = UpdateFormat::summary;
+  std::string output = "-";
+};
+
 struct PacketsOptions {
   ConsoleOptions console;
   PolicyOptions policy;
@@ -110,6 +121,7 @@ int explain( ExplainOptions const& options );
 int packets( PacketsOptions const& options );
 int convert( ConvertOptions const& options );
 int chips( ChipsOptions const& options );
+int update( UpdateOptions const& options );
 int verify( VerifyOptions const& options );
 
 }  // namespace Orvex::Cli

@@ -28,6 +28,7 @@ constexpr char const* kDescription =
     "                                             which rule decides, by which entry, and what nearly did\n"
     "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
     "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
+    "  orvex update old.acl new.acl --format json what is to be written, in an order that disturbs nothing\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
     "  orvex convert edge.json -o edge.acl        from any format to ACL text, or --to another\n";
 
@@ -148,6 +149,15 @@ class CommandLine {
     addPolicy( verify, verify_.policy );
     verify.add_flag( "--equal", verify_.equal, "compare two policies" );
 
+    CLI::App& update = add( "update", "load one policy and then another (OLD NEW), and say what changes on the chip",
+                            [this] { return Cli::update( update_ ); } );
+    addConsole( update, update_.console );
+    addPolicy( update, update_.policy );
+    update.add_option( "--chip", update_.chip, "a chip of \"orvex chips\", or a profile's file" );
+    update.add_option( "--format", update_.format, "summary, or json (with the writes in order)" )
+        ->transform( oneOf<UpdateFormat>( { { "summary", UpdateFormat::summary }, { "json", UpdateFormat::json } } ) );
+    addOutput( update, update_.output );
+
     CLI::App& packets = add( "packets", "make packets at the boundaries of a policy's rules",
                              [this] { return Cli::packets( packets_ ); } );
     addConsole( packets, packets_.console );
@@ -226,6 +236,7 @@ class CommandLine {
   ClassifyOptions classify_;
   ExplainOptions explain_;
   VerifyOptions verify_;
+  UpdateOptions update_;
   PacketsOptions packets_;
   ConvertOptions convert_;
   ChipsOptions chips_;

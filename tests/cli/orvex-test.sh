@@ -90,6 +90,27 @@ sed 's/eq 80/eq 81/' small.acl >other.acl
 run 0 verify --equal small.acl small.acl && says output "equal"
 run 1 verify --equal small.acl other.acl && says output "dport 80" && says output "dport 81"
 
+# explain
+run 0 explain small.acl --src 10.1.1.1 --dst 1.1.1.1 --proto tcp --dport http
+says output "permit: rule 10 of ipv4 ACL edge" && says output "small.acl:2:3: 10 permit tcp 10.0.0.0/8 any eq 80"
+says output "source 10.1.1.1 is in 10.0.0.0/8"
+run 0 explain small.acl --packet '{"acl": "edge", "src": "10.1.1.1", "dst": "1.1.1.1", "proto": 6, "dport": 81}' --format json
+python3 -c 'import json, sys; x = json.load(sys.stdin); assert x["rule"] == 20 and x["nearMisses"][0]["field"] == "dport"' \
+  <output || fail "explain --format json: $(head -c 500 output)"
+for arguments in "" "--src 10.1.1.1 --dst ::1" "--src ::1 --dst ::1" "--src 1.1.1.1 --dst 1.1.1.1 --acl egde" \
+  "--src 1.1.1.1 --dst 1.1.1.1 --proto tpc" "--packet {} --src 1.1.1.1"; do
+  # shellcheck disable=SC2086
+  run 2 explain small.acl $arguments
+done
+
+# update
+run 0 update small.acl other.acl && says output "in place: hitless" && says output "rangeEntries                  1"
+run 0 update small.acl small.acl && says output "nothing is to be written"
+run 0 update small.acl other.acl --format json
+python3 -c 'import json, sys; x = json.load(sys.stdin); assert len(x["operations"]) == 2, x' <output || fail "update: $(cat output)"
+run 2 update small.acl
+run 2 update small.acl missing.acl
+
 # A file that cannot be written, or an input with an error, leaves the old file as it is.
 echo old >out.json
 run 2 compile missing.acl --format json -o out.json && says out.json old
@@ -103,6 +124,9 @@ run 0 compile small.acl --chip ./mine.json
 sed 's/"ruleEntries": [0-9]*/"ruleEntries": 1/' mine.json >tiny.json
 run 1 compile small.acl --format json -o out.json --chip ./tiny.json
 says messages "ruleEntries: there are 1, it would take 2" && says out.json old
+run 1 update small.acl other.acl --chip ./tiny.json && says messages "the old policy is not loaded"
+sed '/20/d' small.acl >one.acl
+run 1 update one.acl small.acl --chip ./tiny.json && says messages "refused: "
 run 2 compile small.acl --chip defalt && says messages 'did you mean "default"?'
 sed 's/"width": 16/"width": 17/' mine.json >wide.json
 run 2 compile small.acl --chip ./wide.json && says messages "wide.json:"
