@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Inputs.h"
+#include "Remedies.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/SnapshotJson.h"
 #include "chip/SoftwareChip.h"
@@ -284,6 +285,7 @@ int compile( CompileOptions const& options ) {
   } else if ( result.outcome != CompileOutcome::loaded ) {
     showError( fmt::format( "the policy is not loaded into chip {}: {}", profile->name, result.message ),
                options.console );
+    showRemedies( *located, *profile, result, options.console );
     return kAnswerIsNo;
   }
   writeResult( options, located->policy, *profile, proved );

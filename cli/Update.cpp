@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Inputs.h"
+#include "Remedies.h"
 #include "chip/SoftwareChip.h"
 #include "output/OutputFile.h"
 #include "pipeline/ProvedCompile.h"
@@ -242,6 +243,7 @@ int update( UpdateOptions const& options ) {
     showError( fmt::format( "refused: the new policy is not loaded into chip {}, and the old one stays: {}",
                             profile->name, newTable.compile.message ),
                options.console );
+    showRemedies( *now, *profile, newTable.compile, options.console );
     return kAnswerIsNo;
   }
   Host::TableVersion const before{ old->policy, *oldTable.snapshot };

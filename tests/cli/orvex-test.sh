@@ -124,9 +124,10 @@ run 0 compile small.acl --chip ./mine.json
 sed 's/"ruleEntries": [0-9]*/"ruleEntries": 1/' mine.json >tiny.json
 run 1 compile small.acl --format json -o out.json --chip ./tiny.json
 says messages "ruleEntries: there are 1, it would take 2" && says out.json old
+says messages "without ipv4 ACL edge, rule 10 (1 entry)" && says messages "tried in"
 run 1 update small.acl other.acl --chip ./tiny.json && says messages "the old policy is not loaded"
 sed '/20/d' small.acl >one.acl
-run 1 update one.acl small.acl --chip ./tiny.json && says messages "refused: "
+run 1 update one.acl small.acl --chip ./tiny.json && says messages "refused: " && says messages "tried in"
 run 2 compile small.acl --chip defalt && says messages 'did you mean "default"?'
 sed 's/"width": 16/"width": 17/' mine.json >wide.json
 run 2 compile small.acl --chip ./wide.json && says messages "wide.json:"

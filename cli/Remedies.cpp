@@ -1,0 +1,31 @@
+#include "Remedies.h"
+
+#include <fmt/format.h>
+
+#include "pipeline/Remedies.h"
+
+namespace Orvex::Cli {
+
+namespace {
+
+void showLines( char const* title, std::vector<std::string> const& lines ) {
+  if ( !lines.empty() ) fmt::print( stderr, "{}\n", title );
+  for ( std::string const& line : lines ) fmt::print( stderr, "  {}\n", line );
+}
+
+}  // namespace
+
+void showRemedies( Host::LocatedPolicy const& located, Host::ChipProfile const& profile,
+                   Host::CompileResult const& failure, ConsoleOptions const& options ) {
+  if ( options.quiet || !isForWantOfRoom( failure ) ) return;
+  Host::Remedies const remedies = remediesFor( located, profile, failure );
+  showLines( "it would fit, each by itself:", remedies.enough );
+  showLines( remedies.enough.empty() ? "nothing that was tried makes it fit:" : "not enough by itself:",
+             remedies.notEnough );
+  fmt::print( stderr, "{} tried in {:.1f} s{}\n",
+              counted( remedies.enough.size() + remedies.notEnough.size(), "change" ),
+              std::chrono::duration<double>( remedies.time ).count(),
+              remedies.isCutShort ? "; further ones were left out" : "" );
+}
+
+}  // namespace Orvex::Cli
