@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 #include <set>
+#include <span>
 #include <utility>
 
 namespace Orvex::Host {
@@ -86,27 +87,6 @@ std::vector<Step> stepsOf( Delta const& delta ) {
   return steps;
 }
 
-/// Whether two writes belong to one piece: entries of one rule.
-bool areOfOneRule( UpdateWrite const& a, UpdateWrite const& b ) {
-  auto const* const one = std::get_if<EntryWrite>( &a );
-  auto const* const other = std::get_if<EntryWrite>( &b );
-  return one && other && one->acl == other->acl && one->rule == other->rule;
-}
-
-/// The steps cut into rows, and into what a rule gets or loses.
-std::vector<UpdateStep> piecesOf( std::vector<Step> const& steps ) {
-  std::vector<UpdateStep> pieces;
-  for ( Step const& step : steps ) {
-    bool isFirst = true;
-    for ( UpdateWrite const& write : step.writes ) {
-      if ( isFirst || !areOfOneRule( pieces.back().front(), write ) ) pieces.emplace_back();
-      pieces.back().push_back( write );
-      isFirst = false;
-    }
-  }
-  return pieces;
-}
-
 class OrderSearch {
  public:
   OrderSearch( std::vector<Step> steps, TableVersion const& before, TableVersion const& after,
@@ -121,19 +101,12 @@ class OrderSearch {
   UpdateOrder run( TableState const& first ) {
     UpdateOrder order;
     try {
-      std::vector<UpdateStep> path;
-      if ( search( 0, first ) )
-        for ( std::size_t const step : path_ ) path.push_back( steps_[step].writes );
-      else
-        path = searchInPieces( first );
-      if ( path.empty() && !steps_.empty() ) {
-        order.reason = "every order that was tried shows some packets something else in between";
-      } else {
-        order.writes.emplace();
-        for ( UpdateStep const& step : path ) order.writes->insert( order.writes->end(), step.begin(), step.end() );
-      }
+      order.writes = search( 0, first ) ? std::optional( writesOfPath() ) : searchInParts( first );
+      if ( !order.writes ) order.reason = "every order that was tried shows some packets something else in between";
     } catch ( Verify::Undecided const& undecided ) {
-      order.reason = std::string( "no order was found: " ) + undecided.what();
+      bool const isLate = std::chrono::steady_clock::now() - start_ >= budget_.time;
+      order.reason = "no order was found: ";
+      order.reason += isLate ? "the time is over, " + std::to_string( budget_.time.count() ) + " ms" : undecided.what();
     }
     order.checks = checks_;
     return order;
@@ -141,6 +114,13 @@ class OrderSearch {
 
  private:
   using Done = std::uint64_t;
+
+  UpdateStep writesOfPath() const {
+    UpdateStep writes;
+    for ( std::size_t const step : path_ )
+      writes.insert( writes.end(), steps_[step].writes.begin(), steps_[step].writes.end() );
+    return writes;
+  }
 
   static Done bitOf( std::size_t step ) { return Done{ 1 } << step; }
 
@@ -163,45 +143,59 @@ class OrderSearch {
     return false;
   }
 
-  /// Row by row and rule by rule: whatever is right is done, until all is done or nothing more is right. Empty: not all is.
+  /// Part by part: whatever is right is done, until all is done or nothing more is right. Nothing: not all is.
   /// Fails with: Verify::Undecided.
-  std::vector<UpdateStep> searchInPieces( TableState const& first ) {
-    std::vector<UpdateStep> left = piecesOf( steps_ );
-    std::vector<UpdateStep> path;
+  std::optional<UpdateStep> searchInParts( TableState const& first ) {
     auto state = std::make_unique<TableState>( first );
+    std::vector<UpdateStep> left;
+    for ( Step const& step : steps_ ) left.push_back( step.writes );
+    UpdateStep done;
     checksOfSearch_ = 0;
-    for ( bool isMoving = true; isMoving && !left.empty(); ) {
-      isMoving = false;
-      std::vector<UpdateStep> later;
-      for ( UpdateStep& piece : left ) {
-        auto to = std::make_unique<TableState>( *state );
-        applyAll( piece, *to );
-        if ( hasRoom( piece, *state ) && fits( *to ) && isRight( piece, *state, *to ) ) {
-          state = std::move( to );
-          path.push_back( std::move( piece ) );
-          isMoving = true;
-        } else {
-          later.push_back( std::move( piece ) );
-        }
+    for ( std::size_t doneBefore = 0;; doneBefore = done.size() ) {
+      for ( UpdateStep& writes : left ) {
+        UpdateStep const now = std::exchange( writes, {} );
+        doWhatIsRight( now, state, done, writes );
       }
-      left = std::move( later );
+      if ( std::all_of( left.begin(), left.end(), []( UpdateStep const& writes ) { return writes.empty(); } ) )
+        return done;
+      if ( done.size() == doneBefore ) return std::nullopt;
     }
-    return left.empty() ? path : std::vector<UpdateStep>();
+  }
+
+  /// All of the writes, or else what can be done of either half.
+  void doWhatIsRight( std::span<UpdateWrite const> writes, std::unique_ptr<TableState>& state, UpdateStep& done,
+                      UpdateStep& later ) {
+    if ( writes.empty() ) return;
+    UpdateStep const step( writes.begin(), writes.end() );
+    auto to = std::make_unique<TableState>( *state );
+    applyAll( step, *to );
+    if ( hasRoom( step, *state ) && fits( *to ) && isRight( step, *state, *to ) ) {
+      state = std::move( to );
+      done.insert( done.end(), step.begin(), step.end() );
+    } else if ( writes.size() == 1 ) {
+      later.push_back( writes.front() );
+    } else {
+      std::size_t const half = writes.size() / 2;
+      doWhatIsRight( writes.first( half ), state, done, later );
+      doWhatIsRight( writes.subspan( half ), state, done, later );
+    }
   }
 
   static void applyAll( UpdateStep const& step, TableState& state ) {
     for ( UpdateWrite const& write : step ) std::visit( [&state]( auto const& one ) { state.apply( one ); }, write );
   }
 
-  /// Whether a range that is added shares no value with one that is there.
-  static bool hasRoom( UpdateStep const& piece, TableState const& state ) {
-    auto const* const row = std::get_if<RowWrite>( &piece.front() );
-    auto const* const range = row && !row->before ? std::get_if<RangeSetElem>( &row->key ) : nullptr;
-    if ( !range ) return true;
+  /// Whether ranges that are added share no value with those that are there.
+  static bool hasRoom( UpdateStep const& step, TableState const& state ) {
+    auto const* const row = std::get_if<RowWrite>( &step.front() );
+    if ( !row || row->before || !std::holds_alternative<RangeSetType>( row->table ) ) return true;
     auto const rows = rowsOf( state.labels(), row->table );
-    return std::none_of( rows.begin(), rows.end(), [range]( auto const& each ) {
-      auto const& other = std::get<RangeSetElem>( each.first );
-      return other.first() <= range->last() && range->first() <= other.last();
+    return std::none_of( step.begin(), step.end(), [&rows]( UpdateWrite const& write ) {
+      auto const range = std::get<RangeSetElem>( std::get<RowWrite>( write ).key );
+      return std::any_of( rows.begin(), rows.end(), [range]( auto const& each ) {
+        auto const& other = std::get<RangeSetElem>( each.first );
+        return other.first() <= range.last() && range.first() <= other.last();
+      } );
     } );
   }
 
@@ -215,8 +209,10 @@ class OrderSearch {
     ++checks_;
     if ( ++checksOfSearch_ > kMostChecks )
       throw Verify::Undecided( "more than " + std::to_string( kMostChecks ) + " tables would have to be looked at" );
+    auto const spent =
+        std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - start_ );
     Verify::Budget left = budget_;
-    left.time -= std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - start_ );
+    left.time -= std::min( left.time, spent );
     return keepsVerdicts( step, from, to, before_.policy, after_.policy, shape_, left );
   }
 

@@ -23,8 +23,8 @@
 ///
 /// Which steps come in which order is found by trying: depth first, no set of steps twice. Where labels stay as they are, or
 /// new ones are added, an order is found at once. Where labels change their meaning, one row may have to wait for another,
-/// as its label is still in use: then steps are cut into single rows and single rules, and whatever is right is done, again
-/// and again. Where labels change places there is no order.
+/// as its label is still in use: then steps are halved, down to single writes, and whatever is right is done, again and
+/// again. Where labels change places there is no order.
 ///
 /// Cost: a check for each table that is tried, at most kMostChecks in either way, within the budget's time for all.
 
@@ -42,7 +42,7 @@ struct UpdateOrder {
   std::size_t checks = 0;
 };
 
-inline constexpr std::size_t kMostChecks = 1000;
+inline constexpr std::size_t kMostChecks = 10000;
 
 /// Requires: both snapshots are proved to be their policies, on a chip of that profile.
 UpdateOrder findUpdateOrder( Delta const& delta, TableVersion const& before, TableVersion const& after,
