@@ -129,19 +129,26 @@ std::string placeText( Host::Place const& place ) {
   return place.file ? fmt::format( "{}:{}:{}", place.file->name(), place.line, place.column ) : "";
 }
 
+/// The line, without its indentation; of a long one, as files without line ends have, the beginning.
 std::string lineOf( Host::Place const& place ) {
+  constexpr std::size_t kMostBytes = 160;
   if ( !place.file || place.line == 0 ) return "";
-  std::string_view const line = place.file->line( place.line );
-  std::size_t const first = line.find_first_not_of( " \t" );
-  return first == std::string_view::npos ? "" : std::string( line.substr( first ) );
+  std::string_view line = place.file->line( place.line );
+  line.remove_prefix( std::min( line.find_first_not_of( " \t" ), line.size() ) );
+  if ( line.size() <= kMostBytes ) return std::string( line );
+  std::size_t end = kMostBytes;
+  while ( end != 0 && ( static_cast<unsigned char>( line[end] ) & 0xC0U ) == 0x80U ) --end;
+  return std::string( line.substr( 0, end ) ) + " ...";
 }
 
 std::string listedText( std::string_view side, Vell::IpGenPrefix const& address, Host::ListedAddress const& listed ) {
   std::string const text = Host::textOf( address );
   std::string const bare = text.substr( 0, text.find( '/' ) );
   if ( !listed.prefix ) return fmt::format( "{} {}: any\n", side, bare );
-  return fmt::format( "{} {} is in {}{}\n", side, bare, Host::textOf( *listed.prefix ),
-                      listed.list.empty() ? "" : " of prefix list " + listed.list );
+  std::string const place = placeText( listed.definition );
+  std::string const list = listed.list.empty() ? "" : " of prefix list " + listed.list;
+  return fmt::format( "{} {} is in {}{}{}\n", side, bare, Host::textOf( *listed.prefix ), list,
+                      place.empty() ? "" : " (" + place + ")" );
 }
 
 /// What was found, with the places of rules in the user's files.
@@ -174,7 +181,7 @@ class Answer {
     json["family"] = familyText();
     json["rule"] = verdict.rule ? Json( *verdict.rule ) : Json();
     json["action"] = actionJson( verdict.action );
-    json["place"] = verdict.rule ? placeJson( *verdict.rule ) : Json();
+    json["place"] = verdict.rule ? placeJson( placeOf( *verdict.rule ) ) : Json();
     json["source"] = listedJson( explanation_.source );
     json["destination"] = listedJson( explanation_.destination );
     json["entry"] = explanation_.entry
@@ -193,7 +200,7 @@ class Answer {
       json["nearMisses"].push_back( { { "rule", miss.rule },
                                       { "field", miss.field },
                                       { "reason", miss.reason },
-                                      { "place", placeJson( miss.rule ) } } );
+                                      { "place", placeJson( placeOf( miss.rule ) ) } } );
     json["furtherNearMisses"] = explanation_.furtherNearMisses;
     return json.dump( 2, ' ', false, Json::error_handler_t::replace ) + "\n";
   }
@@ -252,10 +259,10 @@ class Answer {
   }
   static Json listedJson( Host::ListedAddress const& listed ) {
     return { { "list", listed.list.empty() ? Json() : Json( listed.list ) },
+             { "definition", placeJson( listed.definition ) },
              { "prefix", listed.prefix ? Json( Host::textOf( *listed.prefix ) ) : Json() } };
   }
-  Json placeJson( std::uint32_t rule ) const {
-    Host::Place const place = placeOf( rule );
+  static Json placeJson( Host::Place const& place ) {
     if ( !place.file ) return {};
     return { { "file", place.file->name() }, { "line", place.line }, { "text", lineOf( place ) } };
   }

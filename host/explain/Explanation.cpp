@@ -108,18 +108,27 @@ Vell::IpGenPrefix const* longestOf( std::vector<Vell::IpGenPrefix> const& prefix
   return longest;
 }
 
-std::string nameOf( PrefixList const& list, PrefixListNames const& names ) {
-  auto const named = names.find( list );
-  return named == names.end() ? "" : named->second;
+/// "prefix list OFFICES, BRANCHES"; empty where the rule names none.
+std::string namesOf( ListParts const& parts ) {
+  std::string names;
+  if ( parts )
+    for ( ListPart const& part : *parts ) names.append( names.empty() ? "prefix list " : ", " ).append( part.name );
+  return names;
 }
 
-ListedAddress listedIn( SharedPrefixList const& list, Vell::IpGenPrefix const& address, PrefixListNames const& names ) {
+/// Of lists that are joined, the one that matches the address by itself.
+ListedAddress listedIn( SharedPrefixList const& list, ListParts const& parts, Vell::IpGenPrefix const& address ) {
   if ( !list ) return {};
+  if ( parts )
+    for ( ListPart const& part : *parts )
+      if ( Verify::matches( part.own, address ) )
+        return { part.name, part.definition, *longestOf( part.own->prefixes, address ) };
   auto const* const prefix = longestOf( list->prefixes, address );
-  return { nameOf( *list, names ), prefix ? std::optional( *prefix ) : std::nullopt };
+  return { "", {}, prefix ? std::optional( *prefix ) : std::nullopt };
 }
 
-constexpr std::size_t kMostShown = 8;
+PolicyPlaces::OfRule const kNowhere;
+constexpr std::size_t kMostShown = 4;
 
 template <class Values, class Text>
 std::string someOf( Values const& values, Text const& text ) {
@@ -137,13 +146,12 @@ std::string rangesText( RangeSet const& ranges ) {
   } );
 }
 
-std::string whyOutside( PrefixList const& list, Vell::IpGenPrefix const& address, PrefixListNames const& names ) {
-  std::string const name = nameOf( list, names );
-  std::string const of = name.empty() ? "" : " of prefix list " + name;
+std::string whyOutside( PrefixList const& list, ListParts const& parts, Vell::IpGenPrefix const& address ) {
+  std::string const names = namesOf( parts );
+  auto const textOfPrefix = []( Vell::IpGenPrefix const& each ) { return textOf( each ); };
   if ( auto const* const excepted = longestOf( list.excepts, address ) )
-    return " is in " + textOf( *excepted ) + ", which is excepted" +
-           ( name.empty() ? "" : " from prefix list " + name );
-  return " is not in " + someOf( list.prefixes, []( Vell::IpGenPrefix const& each ) { return textOf( each ); } ) + of;
+    return fmt::format( " is in {}, which is excepted{}{}", textOf( *excepted ), names.empty() ? "" : " from ", names );
+  return fmt::format( " is not in {}{}{}", someOf( list.prefixes, textOfPrefix ), names.empty() ? "" : " of ", names );
 }
 
 bool looksAtFlags( Rule const& rule ) { return rule.tcpInit || rule.tcpEstablished; }
@@ -166,15 +174,16 @@ std::string headFragmentFields( Rule const& rule ) {
 }
 
 /// Everything that keeps the rule from matching.
-std::vector<NearMiss> missesOf( Rule const& rule, Verify::Packet const& packet, PrefixListNames const& names ) {
+std::vector<NearMiss> missesOf( Rule const& rule, Verify::Packet const& packet, PolicyPlaces::OfRule const& place ) {
   std::vector<NearMiss> misses;
-  auto const address = [&]( char const* field, SharedPrefixList const& list, Vell::IpGenPrefix const& value ) {
+  auto const address = [&]( char const* field, SharedPrefixList const& list, ListParts const& parts,
+                            Vell::IpGenPrefix const& value ) {
     if ( !Verify::matches( list, value ) )
       misses.push_back( { rule.index, field,
-                          fmt::format( "{} {}{}", field, addressText( value ), whyOutside( *list, value, names ) ) } );
+                          fmt::format( "{} {}{}", field, addressText( value ), whyOutside( *list, parts, value ) ) } );
   };
-  address( "source", rule.source, packet.source );
-  address( "destination", rule.destination, packet.destination );
+  address( "source", rule.source, place.source, packet.source );
+  address( "destination", rule.destination, place.destination, packet.destination );
   bool const lacksHead = matchesHeadFragmentsOnly( rule ) && !packet.isHeadFragment();
   if ( lacksHead )
     misses.push_back( { rule.index, "fragment",
@@ -206,8 +215,9 @@ std::string verdictText( Verify::Verdict const& verdict ) {
 
 }  // namespace
 
-std::optional<NearMiss> nearMissOf( Rule const& rule, Verify::Packet const& packet, PrefixListNames const& names ) {
-  auto misses = missesOf( rule, packet, names );
+std::optional<NearMiss> nearMissOf( Rule const& rule, Verify::Packet const& packet,
+                                    PolicyPlaces::OfRule const& place ) {
+  auto misses = missesOf( rule, packet, place );
   return misses.size() == 1 ? std::optional( std::move( misses.front() ) ) : std::nullopt;
 }
 
@@ -237,12 +247,14 @@ Explanation explain( LocatedPolicy const& located, Acl const& acl, Verify::Packe
                              verdictText( result.verdict ) );
 
   for ( Rule const& rule : acl.rules ) {
+    auto const* const known = located.places.rule( acl.family, acl.name, rule.index );
+    PolicyPlaces::OfRule const& place = known ? *known : kNowhere;
     if ( rule.index == meant.rule ) {
-      result.source = listedIn( rule.source, packet.source, located.listNames );
-      result.destination = listedIn( rule.destination, packet.destination, located.listNames );
+      result.source = listedIn( rule.source, place.source, packet.source );
+      result.destination = listedIn( rule.destination, place.destination, packet.destination );
       break;
     }
-    auto miss = nearMissOf( rule, packet, located.listNames );
+    auto miss = nearMissOf( rule, packet, place );
     if ( !miss ) continue;
     if ( result.nearMisses.size() == kMostNearMisses )
       ++result.furtherNearMisses;

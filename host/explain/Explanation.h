@@ -47,10 +47,12 @@ struct DecidingEntry {
   std::size_t ofEntries = 0;
 };
 
-/// An address of the packet in the rule's list.
+/// An address of the packet in what the rule takes.
 struct ListedAddress {
-  /// Empty for one that the policy does not name.
+  /// The list that has the prefix as its own entry; empty for one that the policy does not name.
   std::string list;
+  /// Where the list is defined; no file where that is not known.
+  Place definition;
   /// None: the rule takes any address.
   std::optional<Vell::IpGenPrefix> prefix;
 };
@@ -89,7 +91,7 @@ class DisagreementError : public std::runtime_error {
 Explanation explain( LocatedPolicy const& located, Acl const& acl, Verify::Packet const& packet, PDData const& snapshot,
                      Verify::TableShape const& shape );
 
-/// What keeps the rule from matching, when one field does alone; nothing when it matches or several do.
-std::optional<NearMiss> nearMissOf( Rule const& rule, Verify::Packet const& packet, PrefixListNames const& names );
+/// What keeps the rule of that place from matching, when one field does alone; nothing when it matches or several do.
+std::optional<NearMiss> nearMissOf( Rule const& rule, Verify::Packet const& packet, PolicyPlaces::OfRule const& place );
 
 }  // namespace Orvex::Host

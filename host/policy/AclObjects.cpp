@@ -157,24 +157,31 @@ SharedPrefixList AclPrefixLists::none() {
   return none_;
 }
 
-SharedPrefixList AclPrefixLists::joined( ListReferences const& references, std::string const& user,
-                                         Diagnostics& diagnostics ) {
+AclPrefixLists::Joined AclPrefixLists::joined( ListReferences const& references, std::string const& user,
+                                               Diagnostics& diagnostics ) {
   std::vector<NamedList const*> key;
   for ( ListReference const& each : references ) key.push_back( each.list );
-  SharedPrefixList& known = joined_[key];
-  if ( known ) return known;
+  Joined& known = joined_[key];
+  if ( known.list ) return known;
   std::vector<PrefixList const*> lists;
-  for ( NamedList const* const each : named_.reachable( references, user, diagnostics ) )
-    if ( each->hasOwnEntries() ) lists.push_back( &each->addresses );
-  if ( lists.empty() ) return nullptr;
-  known = std::make_shared<PrefixList const>( lists.size() == 1 ? *lists[0] : unionOf( lists ) );
+  auto const parts = std::make_shared<std::vector<ListPart>>();
+  for ( NamedList const* const each : named_.reachable( references, user, diagnostics ) ) {
+    if ( !each->hasOwnEntries() ) continue;
+    SharedPrefixList& own = own_[each];
+    if ( !own ) own = std::make_shared<PrefixList const>( each->addresses );
+    lists.push_back( own.get() );
+    parts->push_back( { each->name, *each->definition, own } );
+  }
+  if ( lists.empty() ) return {};
+  std::sort( parts->begin(), parts->end(), []( ListPart const& a, ListPart const& b ) { return a.name < b.name; } );
+  known = { lists.size() == 1 ? parts->front().own : std::make_shared<PrefixList const>( unionOf( lists ) ), parts };
   return known;
 }
 
 void AclPrefixLists::addNames( PrefixListNames& names ) const {
-  for ( auto const& [key, list] : joined_ ) {
-    if ( key.size() != 1 || !list ) continue;
-    PrefixList ascending = *list;
+  for ( auto const& [key, joined] : joined_ ) {
+    if ( key.size() != 1 || !joined.list ) continue;
+    PrefixList ascending = *joined.list;
     for ( auto* const prefixes : { &ascending.prefixes, &ascending.excepts } ) {
       std::sort( prefixes->begin(), prefixes->end() );
       prefixes->erase( std::unique( prefixes->begin(), prefixes->end() ), prefixes->end() );

@@ -113,8 +113,13 @@ class AclPrefixLists {
   static SharedPrefixList single( Vell::IpGenPrefix const& prefix );
   /// Of no address.
   SharedPrefixList none();
+  /// What lists match together, and what each of them has.
+  struct Joined {
+    SharedPrefixList list;
+    ListParts parts;
+  };
   /// Null after errors.
-  SharedPrefixList joined( ListReferences const& references, std::string const& user, Diagnostics& diagnostics );
+  Joined joined( ListReferences const& references, std::string const& user, Diagnostics& diagnostics );
   /// Adds the names of the lists that were asked for alone.
   void addNames( PrefixListNames& names ) const;
 
@@ -122,7 +127,8 @@ class AclPrefixLists {
   Vell::AddressFamily family_;
   NamedLists named_;
   SharedPrefixList none_;
-  std::map<std::vector<NamedList const*>, SharedPrefixList> joined_;
+  std::map<std::vector<NamedList const*>, Joined> joined_;
+  std::map<NamedList const*, SharedPrefixList> own_;
 };
 
 }  // namespace Orvex::Host

@@ -291,16 +291,20 @@ class AclTextReader {
     Acl& acl = waiting.acl->acl;
     Rule& rule = acl.rules[waiting.rule];
     std::string const user = "rule " + std::to_string( rule.index ) + " of " + textOf( acl );
-    auto const addresses = [&]( ListReferences const& references, SharedPrefixList& list ) {
-      if ( !references.empty() ) list = prefixLists( acl.family ).joined( references, user, diagnostics_ );
+    PolicyPlaces::OfRule& places = waiting.acl->rules[waiting.rule];
+    auto const addresses = [&]( ListReferences const& references, SharedPrefixList& list, ListParts& parts ) {
+      if ( references.empty() ) return;
+      auto const joined = prefixLists( acl.family ).joined( references, user, diagnostics_ );
+      list = joined.list;
+      parts = joined.parts;
     };
     auto const ports = [&]( ListReferences const& references, RangeSet& ranges ) {
       if ( references.empty() ) return;
       for ( NamedList const* const list : portLists_.reachable( references, user, diagnostics_ ) )
         ranges.insert( ranges.end(), list->ports.begin(), list->ports.end() );
     };
-    addresses( waiting.references.source, rule.source );
-    addresses( waiting.references.destination, rule.destination );
+    addresses( waiting.references.source, rule.source, places.source );
+    addresses( waiting.references.destination, rule.destination, places.destination );
     ports( waiting.references.sourcePorts, rule.ranges[Field::sport] );
     ports( waiting.references.destinationPorts, rule.ranges[Field::dport] );
   }

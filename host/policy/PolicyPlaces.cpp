@@ -20,9 +20,17 @@ Place PolicyPlaces::placeOf( Vell::AddressFamily family, std::string const& acl,
   auto const places = acls_.find( std::pair( family, acl ) );
   if ( places == acls_.end() ) return {};
   if ( !rule ) return places->second.acl;
+  OfRule const* const found = this->rule( family, acl, *rule );
+  return found ? found->place : places->second.acl;
+}
+
+PolicyPlaces::OfRule const* PolicyPlaces::rule( Vell::AddressFamily family, std::string const& acl,
+                                                std::uint32_t index ) const {
+  auto const places = acls_.find( std::pair( family, acl ) );
+  if ( places == acls_.end() ) return nullptr;
   std::vector<OfRule> const& rules = places->second.rules;
-  auto const found = std::lower_bound( rules.begin(), rules.end(), OfRule{ *rule, {} }, byIndex );
-  return found == rules.end() || found->index != *rule ? places->second.acl : found->place;
+  auto const found = std::lower_bound( rules.begin(), rules.end(), OfRule{ index, {} }, byIndex );
+  return found == rules.end() || found->index != index ? nullptr : &*found;
 }
 
 std::optional<LocatedPolicy> normalised( LocatedPolicy located, Diagnostics& diagnostics ) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,11 +17,22 @@
 
 namespace Orvex::Host {
 
+/// A named list that a rule uses, or that is nested in one: its name, where it is defined, and its own entries.
+struct ListPart {
+  std::string name;
+  Place definition;
+  SharedPrefixList own;
+};
+/// Null where a rule names no list.
+using ListParts = std::shared_ptr<std::vector<ListPart> const>;
+
 class PolicyPlaces {
  public:
   struct OfRule {
     std::uint32_t index = 0;
     Place place;
+    ListParts source = nullptr;
+    ListParts destination = nullptr;
   };
   struct OfAcl {
     Place acl;
@@ -32,6 +44,8 @@ class PolicyPlaces {
 
   /// The place of the ACL or of the rule; the nearest that is known, or no file.
   Place placeOf( Vell::AddressFamily family, std::string const& acl, std::optional<std::uint32_t> rule ) const;
+  /// The rule's own; null when it is not known.
+  OfRule const* rule( Vell::AddressFamily family, std::string const& acl, std::uint32_t index ) const;
   Place placeOf( PolicyError::Place const& place ) const { return placeOf( place.family, place.acl, place.ruleIndex ); }
 
  private:

@@ -9,6 +9,7 @@
 #include "host/TestChips.h"
 #include "packets/BoundaryPackets.h"
 #include "pipeline/Compile.h"
+#include "policy/AclTextReader.h"
 #include "policy/Normalise.h"
 #include "verify/Interpreter.h"
 
@@ -46,6 +47,32 @@ TEST( Explanation, ANearMissIsARuleThatOneFieldKeepsFromMatching ) {
   EXPECT_EQ( nearMisses( "11.9.2.3 1.1.1.1; proto 17; ttl 1" ),
              "30 fragment: fragment 0 is not in 1-8191\n"
              "40 source: source 11.9.2.3 is not in 10.0.0.0/8\n" );
+}
+
+TEST( Explanation, OfListsThatAreJoinedTheOneThatHasTheAddressIsNamed ) {
+  Diagnostics diagnostics;
+  auto const file = SourceFile::fromText( "edge.acl",
+                                          "ip prefix-list A\n  10.0.0.0/8\n  except 10.1.0.0/16\n"
+                                          "ip prefix-list B\n  10.1.0.0/24\n  list C\n"
+                                          "ip prefix-list C\n  20.0.0.0/8\n"
+                                          "ip access-list edge\n  10 permit ip prefix-list A,B any\n",
+                                          diagnostics );
+  auto const located = readAclText( { file }, diagnostics );
+  ASSERT_TRUE( located ) << diagnostics.text();
+  Acl const& acl = located->policy.acls.front();
+  SoftwareChip chip( Brae::ChipId( 1 ), plainChip() );
+  auto const snapshot = compile( located->policy, chip ).snapshot;
+  auto const listOf = [&]( char const* packetText ) {
+    auto const explanation = explain( *located, acl, packet( packetText ), *snapshot, shapeOf( chip.profile() ) );
+    if ( !explanation.nearMisses.empty() ) return explanation.nearMisses.front().reason;
+    ListedAddress const& source = explanation.source;
+    return source.list + " " + Host::textOf( *source.prefix ) + " line " + std::to_string( source.definition.line );
+  };
+  EXPECT_EQ( "A 10.0.0.0/8 line 1", listOf( "10.2.0.1 1.1.1.1" ) );
+  EXPECT_EQ( "B 10.1.0.0/24 line 4", listOf( "10.1.0.1 1.1.1.1" ) );
+  EXPECT_EQ( "C 20.0.0.0/8 line 7", listOf( "20.1.0.1 1.1.1.1" ) );
+  EXPECT_EQ( "source 10.1.1.1 is in 10.1.0.0/16, which is excepted from prefix list A, B, C",
+             listOf( "10.1.1.1 1.1.1.1" ) );
 }
 
 TEST( Explanation, AnyPacketIsExplainedByTheRuleThatTheInterpreterNames ) {
