@@ -20,7 +20,6 @@ namespace Orvex::Cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Host::Field;
 
 // The packet
 

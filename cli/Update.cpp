@@ -23,7 +23,7 @@ using Host::CompileOutcome;
 /// Both versions as they were loaded, and what lies between them.
 struct Update {
   Host::ChipProfile const& profile;
-  Host::CompileResult const& oldTable;
+  Host::ProvedResult const& oldTable;
   Host::ProvedResult const& newTable;
   Host::Delta delta;
   Host::UpdateOrder order;
@@ -86,7 +86,7 @@ std::string occupancyText( Update const& update ) {
   std::string text =
       fmt::format( "\n{:<20}{:>11}{:>12}{:>14}{:>12}\n", "capacity", "old", "new", "side by side", "of" );
   for ( Host::Resource const resource : Host::kResources ) {
-    std::uint64_t const old = update.oldTable.use[resource];
+    std::uint64_t const old = update.oldTable.compile.use[resource];
     std::uint64_t const now = update.newTable.compile.use[resource];
     std::uint64_t const capacity = update.profile.capacities[resource];
     if ( capacity == 0 && old + now == 0 ) continue;
@@ -106,10 +106,13 @@ std::string orderText( Update const& update ) {
 }
 
 std::string textOf( Update const& update ) {
-  double const milliseconds = std::chrono::duration<double, std::milli>( update.newTable.proofTime ).count();
-  return fmt::format( "loaded into chip {}: {}, proved equal to the policy in {:.1f} ms\n{}\n\n{}{}",
-                      update.profile.name, update.load(), milliseconds, orderText( update ), countsText( update ),
-                      occupancyText( update ) );
+  auto const milliseconds = []( Host::ProvedResult const& proved ) {
+    return std::chrono::duration<double, std::milli>( proved.proofTime ).count();
+  };
+  return fmt::format(
+      "loaded into chip {}: {}; both versions proved equal to their policies, in {:.1f} and {:.1f} ms\n{}\n\n{}{}",
+      update.profile.name, update.load(), milliseconds( update.oldTable ), milliseconds( update.newTable ),
+      orderText( update ), countsText( update ), occupancyText( update ) );
 }
 
 // JSON
@@ -188,7 +191,7 @@ void writeJson( Update const& update, Host::OutputFile& output ) {
   Json peak = Json::object();
   for ( Host::Resource const resource : Host::kResources )
     peak[std::string( Kiv::stringValue( resource ) )] =
-        update.oldTable.use[resource] + update.newTable.compile.use[resource];
+        update.oldTable.compile.use[resource] + update.newTable.compile.use[resource];
   bool const isOrdered = update.order.writes.has_value();
   output.write( fmt::format( "{{\"schema\": \"orvex.update/1\", \"load\": \"{}\", \"inPlace\": \"{}\",\n",
                              update.load(), isOrdered ? "hitless" : "hitful" ) );
@@ -232,9 +235,9 @@ int update( UpdateOptions const& options ) {
   if ( !profile || !old || !now ) return kQuestionIsWrong;
 
   Host::SoftwareChip chip( Brae::ChipId( 0 ), *profile );
-  auto const oldTable = Host::compileProved( old->policy, chip ).compile;
-  if ( oldTable.outcome != CompileOutcome::loaded ) {
-    showError( fmt::format( "the old policy is not loaded into chip {}: {}", profile->name, oldTable.message ),
+  auto const oldTable = Host::compileProved( old->policy, chip );
+  if ( oldTable.compile.outcome != CompileOutcome::loaded ) {
+    showError( fmt::format( "the old policy is not loaded into chip {}: {}", profile->name, oldTable.compile.message ),
                options.console );
     return kAnswerIsNo;
   }
@@ -246,7 +249,7 @@ int update( UpdateOptions const& options ) {
     showRemedies( *now, *profile, newTable.compile, options.console );
     return kAnswerIsNo;
   }
-  Host::TableVersion const before{ old->policy, *oldTable.snapshot };
+  Host::TableVersion const before{ old->policy, *oldTable.compile.snapshot };
   Host::TableVersion const after{ now->policy, *newTable.compile.snapshot };
   Host::Delta delta = deltaOf( before, after, shapeOf( *profile ) );
   Host::UpdateOrder order = findUpdateOrder( delta, before, after, *profile );

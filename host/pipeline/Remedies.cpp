@@ -18,6 +18,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kWidestLabel = 16;
+/// Of a table that the chip does not have; without a limit, one rule could make more pairs than there is memory for.
+constexpr std::uint64_t kRoomToTry = 262'144;
 
 /// A rule, or all rules that name a list.
 struct Removal {
@@ -113,10 +115,10 @@ class RemedySearch {
     }
   }
 
-  /// With all the room that the table takes, where the chip has none.
+  /// With much room, where the chip has none.
   void trySwitchOn( ChipProfile& changed, Resource resource, std::string const& table ) {
     bool const hasRoom = profile_.capacities[resource] != 0;
-    if ( !hasRoom ) changed.capacities[resource] = kUnlimited;
+    if ( !hasRoom ) changed.capacities[resource] = kRoomToTry;
     auto const made = attempt( located_.policy, changed );
     if ( !made ) return;
     std::string text = "with " + table + " on (" + std::to_string( kWidestLabel ) + " bits";
@@ -165,9 +167,10 @@ class RemedySearch {
 
   std::optional<bool> isEnough( Removal const& removal ) {
     Policy less = located_.policy;
-    for ( auto at = removal.rules.rbegin(); at != removal.rules.rend(); ++at ) {
-      auto& rules = less.acls[at->first].rules;
-      rules.erase( rules.begin() + static_cast<std::ptrdiff_t>( at->second ) );
+    for ( std::size_t left = removal.rules.size(); left != 0; --left ) {  // from the back, so that places stay right
+      auto const& [acl, rule] = removal.rules[left - 1];
+      auto& rules = less.acls[acl].rules;
+      rules.erase( rules.begin() + static_cast<std::ptrdiff_t>( rule ) );
     }
     auto const made = attempt( less, profile_ );
     if ( !made ) return std::nullopt;

@@ -5,8 +5,7 @@
 ///     on the chip      another label placement; a combination on that is off; a range table off that is on, or the reverse
 ///     in the policy    without one rule; without one prefix list and the rules that name it
 ///
-/// A table that the chip has no room for at all is tried with all the room that it takes, and the remedy says how much that
-/// is. Of rules and lists, the largest is tried first; when its removal is enough, smaller ones are tried by bisection. Size
+/// A table that the chip has no room for at all is tried with much, and the remedy says how much of it was taken. Of rules and lists, the largest is tried first; when its removal is enough, smaller ones are tried by bisection. Size
 /// is what ran out: entries, or else prefixes and ranges. Removing more frees more, as a rule but not always, as labels are
 /// dealt anew: what is reported was enough, and a smaller one can be overlooked.
 ///

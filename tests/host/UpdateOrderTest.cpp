@@ -192,13 +192,13 @@ bool packetsShowWhatIsWrong( Update const& update, Witnesses const& witnesses, R
 
 }  // namespace
 
-/// A quarter of the pairs each, so that none takes long under a sanitizer.
+/// An eighth of the pairs each, so that none takes long under a sanitizer.
 class UpdateOrders : public testing::TestWithParam<std::uint64_t> {};
-INSTANTIATE_TEST_SUITE_P( Quarters, UpdateOrders, testing::Values( 0, 1, 2, 3 ) );
+INSTANTIATE_TEST_SUITE_P( Eighths, UpdateOrders, testing::Range( std::uint64_t{ 0 }, std::uint64_t{ 8 } ) );
 
 /// Every single write is proved, beyond the steps that the order rests on, and tried with packets.
 TEST_P( UpdateOrders, KeepAtEveryWriteWhatBothVersionsTreatAlike ) {
-  SeedRange seeds = seedRange( 290 );
+  SeedRange seeds = seedRange( 145 );
   seeds.first += GetParam() * seeds.count;
   std::size_t changed = 0;
   std::size_t ordered = 0;
