@@ -6,7 +6,7 @@
 
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "host/RandomPolicy.h"
+#include "RandomPolicy.h"
 #include "host/SeedRange.h"
 #include "host/TestChips.h"
 #include "packets/BoundaryPackets.h"
