@@ -55,7 +55,11 @@ struct ClassifyOptions {
   ConsoleOptions console;
   PolicyOptions policy;
   std::string chip = "default";
+  /// Of these two one is given.
   std::string packets;
+  std::string capture;
+  /// Of a capture's packets: the one ACL that is asked. Empty: all ACLs.
+  std::string acl;
   ClassifyMode mode = ClassifyMode::table;
   std::string output = "-";
 };
@@ -117,6 +121,7 @@ struct VerifyOptions {
 int check( CheckOptions const& options );
 int compile( CompileOptions const& options );
 int classify( ClassifyOptions const& options );
+int classifyCapture( ClassifyOptions const& options );
 int explain( ExplainOptions const& options );
 int packets( PacketsOptions const& options );
 int convert( ConvertOptions const& options );

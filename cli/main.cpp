@@ -30,10 +30,17 @@ constexpr char const* kDescription =
     "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
     "  orvex update old.acl new.acl --format json what is to be written, in an order that disturbs nothing\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
+    "  orvex classify edge.acl --pcap edge.pcap   which rules decide the packets of a capture\n"
     "  orvex convert edge.json -o edge.acl        from any format to ACL text, or --to another\n";
 
 constexpr char const* kExitStatuses =
     "Exit status: 0 done; 1 the answer is no (does not fit, differs); 2 the question was wrong (usage, input, output).";
+
+constexpr char const* kClassifyExamples =
+    "Examples:\n"
+    "  orvex classify edge.acl --packets packets.json           a verdict a line\n"
+    "  orvex classify edge.acl --pcap edge.pcap --acl edge-in   packets and bytes by rule\n"
+    "  tcpdump -i eth0 -w - -c 10000 | orvex classify edge.acl --pcap -\n";
 
 /// Switches traces on: "6", or "6:OrvexLoaderSm" for one module.
 std::string traceIs( std::string const& text ) {
@@ -127,8 +134,12 @@ class CommandLine {
         add( "classify", "say what happens to packets", [this] { return Cli::classify( classify_ ); } );
     addConsole( classify, classify_.console );
     addPolicy( classify, classify_.policy );
-    classify.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" )
-        ->required();
+    CLI::App& packetsFrom = *classify.add_option_group( "Packets" )->require_option( 1 );
+    packetsFrom.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" );
+    auto* const capture = packetsFrom.add_option( "--pcap", classify_.capture,
+                                                  "a capture, pcap or pcapng: hits by rule; - is standard input" );
+    classify.add_option( "--acl", classify_.acl, "with --pcap: the ACL that is asked; else all are" )->needs( capture );
+    classify.footer( kClassifyExamples );
     classify.add_option( "--chip", classify_.chip, "a chip of \"orvex chips\", or a profile's file" );
     auto* const interpret = classify.add_flag_callback(
         "--interpret", [this] { classify_.mode = ClassifyMode::interpret; },
