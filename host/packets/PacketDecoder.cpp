@@ -101,7 +101,7 @@ class Decoder {
   Failure readIpv4() {
     if ( auto const lack = lackOf( kIpv4Header, Layer::ip ) ) return lack;
     if ( versionOf() != 4 ) return Undecoded::wrongVersion;
-    std::size_t const header = ( byte( 0 ) & 0xfU ) * 4;
+    std::size_t const header = std::size_t{ byte( 0 ) & 0xfU } * 4;
     std::uint32_t const length = twoBytes( 2 );
     if ( length == 0 ) return Undecoded::noLength;
     if ( header < kIpv4Header || length < header || length > end_ - at_ ) return Undecoded::wrongLength;

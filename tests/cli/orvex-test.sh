@@ -184,5 +184,74 @@ run 2 classify small.acl --packets packets.json && says messages 'did you mean "
 echo '{"acl": "edge", "src": "10.1.1.1", "dst": "1.1.1.1", "dprot": 80}' >packets.json
 run 2 classify small.acl --packets packets.json && says messages 'packets.json:1:54: error: a packet has no "dprot"; did you mean "dport"?'
 
+# Captures: pcap and pcapng with the same frames, by name and through a pipe
+cat >captures.py <<'PYTHON'
+from struct import pack
+
+
+def ipv4(source, protocol, payload):
+    return pack(">BBHIBBH4s4s", 0x45, 0, 20 + len(payload), 0, 64, protocol, 0, bytes(source), bytes([192, 0, 2, 1])) + payload
+
+
+def ethernet(ether_type, packet):
+    return bytes(12) + pack(">H", ether_type) + packet
+
+
+tcp = pack(">HHIIHHI", 1024, 80, 1, 0, 0x5002, 0, 0)
+frames = [  # with the length that was captured
+    (ethernet(0x0800, ipv4([10, 1, 1, 1], 6, tcp)), 100),
+    (ethernet(0x8100, pack(">HH", 7, 0x0800) + ipv4([10, 1, 1, 2], 6, tcp + bytes(960))), 100),
+    (ethernet(0x0800, ipv4([11, 1, 1, 1], 6, tcp)), 100),
+    (ethernet(0x86DD, pack(">IHBB32s", 0x60000000, 8, 17, 64, bytes(32)) + bytes(8)), 100),
+    (ethernet(0x0806, bytes(46)), 100),
+    (ethernet(0x0800, ipv4([10, 1, 1, 1], 6, tcp)), 40),
+]
+
+
+def write(name, *parts):
+    with open(name, "wb") as file:
+        file.write(b"".join(parts))
+
+
+def pcap(link, kept):
+    return pack("<IHHIIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, link), *(
+        pack("<IIII", 0, 0, len(frame[:cut]), len(frame)) + frame[:cut] for frame, cut in kept)
+
+
+def block(kind, body):
+    body += bytes(-len(body) % 4)
+    return pack("<II", kind, len(body) + 12) + body + pack("<I", len(body) + 12)
+
+
+write("frames.pcap", *pcap(1, frames))
+write("broken.pcap", b"".join(pcap(1, frames))[:-1])
+write("other.pcap", *pcap(105, []))
+write("frames.pcapng", block(0x0A0D0D0A, pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)), block(1, pack("<HHI", 1, 0, 65535)),
+      *(block(6, pack("<IIIII", 0, 0, 0, len(frame[:cut]), len(frame)) + frame[:cut]) for frame, cut in frames))
+PYTHON
+python3 captures.py
+run 0 classify small.acl --pcap frames.pcap && is_empty messages
+says output "frames.pcap: 6 packets: 3 IPv4, 1 IPv6, 2 not decoded"
+says output "IPv4 ACL edge: 3 packets, 1,080 bytes"
+for row in "no IP packet 1" "captured only into the transport header 1" "10 permit 2 1,040" "20 deny 1 40" "default deny 0 0"; do
+  tr -s ' ' <output | grep -qE "^ ?$row\$" || fail "the table has no row $row: $(cat output)"
+done
+sed 's/frames.pcap/standard input/' output >hits
+for file in frames.pcap frames.pcapng; do
+  "$orvex" classify small.acl --acl edge --pcap - <"$file" | cmp -s - hits || fail "$file from a pipe counts otherwise"
+done
+run 0 classify small.acl --pcap frames.pcap --interpret && sed 's/frames.pcap/standard input/' output | cmp -s - hits ||
+  fail "table and policy count otherwise"
+run 0 classify small.acl --pcap frames.pcapng --compare && says output "table and policy agree"
+run 0 classify "$examples/edge.acl" --pcap "$examples/edge.pcap" --compare && says output "44 packets: 35 IPv4, 5 IPv6, 4 not"
+run 2 classify small.acl --pcap frames.pcap --acl egde && says messages 'there is no ACL "egde"; did you mean "edge"?'
+run 2 classify small.acl --pcap frames.pcap --packets packets.json
+run 2 classify small.acl --packets packets.json --acl edge
+run 2 classify small.acl --pcap missing.pcap && says messages "missing.pcap: No such file"
+run 2 classify small.acl --pcap small.acl && says messages "small.acl: unknown file format"
+run 2 classify small.acl --pcap other.pcap && says messages "other.pcap: captures of link type 802.11 are not decoded"
+echo old >out.txt
+run 2 classify small.acl --pcap broken.pcap -o out.txt && says messages "broken.pcap: truncated dump file" && says out.txt old
+
 [ "$failures" -eq 0 ] || exit 1
 echo "all as expected"
