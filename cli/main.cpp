@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 
+#include "Completion.h"
 #include "Inputs.h"
 #include "Kiv/Trace.h"
 #include "Options.h"
@@ -135,6 +136,7 @@ class CommandLine {
     addConsole( classify, classify_.console );
     addPolicy( classify, classify_.policy );
     CLI::App& packetsFrom = *classify.add_option_group( "Packets" )->require_option( 1 );
+    packetsFrom.set_help_flag();
     packetsFrom.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" );
     auto* const capture = packetsFrom.add_option( "--pcap", classify_.capture,
                                                   "a capture, pcap or pcapng: hits by rule; - is standard input" );
@@ -188,6 +190,16 @@ class CommandLine {
     CLI::App& chips = add( "chips", "list the chips, or print one's profile", [this] { return Cli::chips( chips_ ); } );
     addConsole( chips, chips_.console );
     chips.add_option( "NAME", chips_.name, "a chip, or a profile's file" );
+
+    CLI::App& completion = add( "completion", "print a script that completes the command's words in a shell", [this] {
+      Host::OutputFile output{ std::string( Host::OutputFile::kStandardOutput ) };
+      output.write( completionScript( app_, shell_ ) );
+      output.commit();
+      return kDone;
+    } );
+    completion.add_option( "SHELL", shell_, "bash, zsh or fish" )
+        ->required()
+        ->transform( oneOf<Shell>( { { "bash", Shell::bash }, { "zsh", Shell::zsh }, { "fish", Shell::fish } } ) );
   }
 
   int run( int argc, char** argv ) {
@@ -251,6 +263,7 @@ class CommandLine {
   PacketsOptions packets_;
   ConvertOptions convert_;
   ChipsOptions chips_;
+  Shell shell_ = Shell::bash;
 };
 
 }  // namespace

@@ -253,5 +253,36 @@ run 2 classify small.acl --pcap other.pcap && says messages "other.pcap: capture
 echo old >out.txt
 run 2 classify small.acl --pcap broken.pcap -o out.txt && says messages "broken.pcap: truncated dump file" && says out.txt old
 
+# Completion, in this bash: completes WANT WORD...
+"$orvex" completion bash >completion.bash
+# shellcheck source=/dev/null
+source completion.bash
+complete_words() {
+  COMP_WORDS=(orvex "$@") COMP_CWORD=$#
+  _orvex
+}
+completes() {
+  local want=$1
+  shift
+  complete_words "$@" || true
+  [ "${COMPREPLY[*]}" = "$want" ] || fail "orvex $*: completes to ${COMPREPLY[*]}, not $want"
+}
+completes "check chips" ch
+completes "check compile classify verify packets convert chips completion" ""
+completes "--interpret" classify small.acl --int
+completes "--packets --pcap" classify --p
+completes "json" compile small.acl --format js
+completes "auto always never" check -q --colour ""
+completes "bash fish zsh" completion ""
+completes "" compile sma # a file
+for shell in zsh fish; do
+  run 0 completion "$shell" && says output "classbench-action"
+  if command -v "$shell" >/dev/null; then
+    "$shell" -n output || fail "$shell does not read its completion"
+  else
+    echo "there is no $shell here to read its completion"
+  fi
+done
+
 [ "$failures" -eq 0 ] || exit 1
 echo "all as expected"
