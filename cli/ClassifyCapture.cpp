@@ -4,11 +4,11 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <variant>
 
 #include "HitTable.h"
 #include "Inputs.h"
+#include "ProgressLine.h"
 #include "Verdicts.h"
 #include "output/OutputFile.h"
 #include "packets/CaptureFile.h"
@@ -17,24 +17,16 @@ namespace Orvex::Cli {
 
 namespace {
 
-/// How far the reading is, on a terminal.
+/// How far the reading is. The clock is asked once in many packets: for each, it would show in the speed.
 class Progress {
  public:
-  explicit Progress( ConsoleOptions const& options ) : on_( !options.quiet && standardErrorIsTerminal() ) {}
-  ~Progress() {
-    if ( shown_ ) fmt::print( stderr, "\r\033[K" );
-  }
-  Progress( Progress const& ) = delete;
-  Progress& operator=( Progress const& ) = delete;
+  explicit Progress( ConsoleOptions const& options ) : line_( options ) {}
 
   void show( Host::CaptureFile const& capture ) {
-    if ( !on_ || capture.frames() % kFramesBetween != 0 || Clock::now() < next_ ) return;
-    shown_ = true;
+    if ( !line_.isOn() || capture.frames() % kFramesBetween != 0 || Clock::now() < next_ ) return;
     next_ = Clock::now() + kPause;
     auto const percent = capture.percentRead();
-    fmt::print( stderr, "\r\033[K{}{}", counted( capture.frames(), "packet" ),
-                percent ? fmt::format( ", {} %", *percent ) : "" );
-    (void)std::fflush( stderr );
+    line_.show( counted( capture.frames(), "packet" ) + ( percent ? fmt::format( ", {} %", *percent ) : "" ) );
   }
 
  private:
@@ -42,9 +34,8 @@ class Progress {
   static constexpr std::uint64_t kFramesBetween = 1024;
   static constexpr std::chrono::milliseconds kPause{ 200 };
 
-  bool on_;
-  bool shown_ = false;
-  Clock::time_point next_;
+  ProgressLine line_;
+  Clock::time_point next_{};
 };
 
 /// What a capture's packets have come to.

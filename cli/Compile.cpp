@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Inputs.h"
+#include "ProgressLine.h"
 #include "Remedies.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/SnapshotJson.h"
@@ -26,32 +27,12 @@ using Sink = std::function<void( std::string_view )>;
 
 constexpr Brae::ChipId kChip( 0 );
 
-/// Shows the stage that runs, on a terminal.
-class Progress {
- public:
-  explicit Progress( ConsoleOptions const& options ) : on_( !options.quiet && standardErrorIsTerminal() ) {}
-  ~Progress() {
-    if ( shown_ ) fmt::print( stderr, "\r\033[K" );
-  }
-  Progress( Progress const& ) = delete;
-  Progress& operator=( Progress const& ) = delete;
-
-  void show( OrvexActiveStage stage ) {
-    if ( !on_ ) return;
-    shown_ = true;
-    fmt::print( stderr, "\r\033[K{} ...", Host::stageText( stage ) );
-    (void)std::fflush( stderr );
-  }
-
- private:
-  bool on_;
-  bool shown_ = false;
-};
-
 Host::ProvedResult compiled( Host::Policy const& policy, Host::SoftwareChip& chip, CompileOptions const& options ) {
-  Progress progress( options.console );
+  ProgressLine progress( options.console );
   Host::CompileOptions compileOptions;
-  compileOptions.progress = [&progress]( OrvexActiveStage stage ) { progress.show( stage ); };
+  compileOptions.progress = [&progress]( OrvexActiveStage stage ) {
+    progress.show( fmt::format( "{} ...", Host::stageText( stage ) ) );
+  };
   return Host::compileProved( policy, chip, compileOptions,
                               options.verify ? Host::ProofMode::prove : Host::ProofMode::loadNothing );
 }
