@@ -271,7 +271,7 @@ completes() {
   [ "${COMPREPLY[*]}" = "$want" ] || fail "orvex $*: completes to ${COMPREPLY[*]}, not $want"
 }
 completes "check chips" ch
-completes "check compile classify verify packets convert chips completion" ""
+completes "$("$orvex" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]\+\) .*/\1/p' | xargs)" ""
 completes "--interpret" classify small.acl --int
 completes "--packets --pcap" classify --p
 completes "json" compile small.acl --format js
