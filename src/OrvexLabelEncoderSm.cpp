@@ -20,6 +20,12 @@ std::uint64_t addressOf( Kiv::Ptr<Object> const& object ) {
   return reinterpret_cast<std::uintptr_t>( object.get() );
 }
 
+void addEntries( EncodedLabelRangeList const& ranges, std::uint32_t bitWidth,
+                 Kiv::Ptr<EncodedLabelWithMaskList> const& entries ) {
+  auto const merger = rangeMergerFactory( bitWidth, entries );
+  for ( EncodedLabelRange const& range : ranges.encLabelRange() ) merger->doMergeRange( range.start, range.end );
+}
+
 }  // namespace
 
 LabelEncoderSm::LabelEncoderSm( Brae::ChipId chipId, Kiv::Ptr<EncoderConfig const> const& config,
@@ -85,16 +91,65 @@ std::uint64_t LabelEncoderSm::doBuildWorkingSetHash() const {
   return std::uint64_t{ a.result() } << 32 | b.result();
 }
 
-/// An allocation of the working set. Values go to the status, which has none when it begins and, when it fails, has those of
-/// before.
+/// The ranges of each set, the values of the labels, and the entries that they take, each weighted by its set's users.
+struct LabelEncoderSm::Allocation {
+  Kiv::Ptr<EncodedLabelAllocStatus> status = encodedLabelAllocStatusFactory();
+  Kiv::HashMap2018<PlainLabel, EncodedLabel> values;
+
+  bool success() const { return status->status() == StageStatusType::finishedSuccess; }
+  /// No set takes more than one entry. Of a nested allocation, whose ranges are blocks.
+  bool isBest() const {
+    for ( auto ranges = status->keyToEncLabelList().begin(); ranges; ++ranges )
+      if ( ranges.value()->encLabelRange().size() > 1 ) return false;
+    return true;
+  }
+};
+
+/// An allocation of the working set. Values go to the status; when it fails, those of before stay.
 Kiv::Ptr<EncodedLabelAllocStatus> LabelEncoderSm::allocation() {
-  auto status = encodedLabelAllocStatusFactory();
-  Kiv::HashMap2018<PlainLabel, EncodedLabel> earlier;
-  encoderStatus_->plainToEncodedLabelSwap( earlier );
-  encodedLabelAllocatorFactory( encodeBitWidth_, encodingAttr_.invalidEncValue(), encoderConfig(),
-                                refCntCostModelFactory( encoderConfig(), genSetUsageInfo_ ), encoderStatus_, status );
-  if ( status->status() != StageStatusType::finishedSuccess ) encoderStatus_->plainToEncodedLabelSwap( earlier );
-  return status;
+  Allocation best = allocationBy( hwCapability_->labelPlacement() );
+  if ( hwCapability_->labelPlacement() == LabelPlacement::nested && best.success() && !best.isBest() ) {
+    Allocation other = allocationBy( LabelPlacement::costOrder );
+    if ( weightedLength( *other.status ) < weightedLength( *best.status ) ) best = std::move( other );
+  }
+  if ( best.success() ) encoderStatus_->plainToEncodedLabelSwap( best.values );
+  return best.status;
+}
+
+LabelEncoderSm::Allocation LabelEncoderSm::allocationBy( LabelPlacement placement ) {
+  Allocation result;
+  encoderStatus_->plainToEncodedLabelSwap( result.values );
+  if ( placement == LabelPlacement::nested )
+    allocateNested( encodeBitWidth_, encodingAttr_.invalidEncValue(), reservedValueKind(), *encoderConfig(),
+                    *genSetUsageInfo_, *encoderStatus_, *result.status );
+  else
+    encodedLabelAllocatorFactory( encodeBitWidth_, encodingAttr_.invalidEncValue(), encoderConfig(),
+                                  refCntCostModelFactory( encoderConfig(), genSetUsageInfo_ ), encoderStatus_,
+                                  result.status );
+  encoderStatus_->plainToEncodedLabelSwap( result.values );
+  return result;
+}
+
+std::uint64_t LabelEncoderSm::weightedLength( EncodedLabelAllocStatus const& allocation ) const {
+  std::uint64_t sum = 0;
+  Kiv::HashMap2018<std::uint64_t, std::uint64_t> lengthOfRanges;
+  for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges; ++ranges ) {
+    auto const users = genSetUsageInfo_->refCount().find( ranges.key() );
+    if ( !users ) continue;
+    std::uint64_t length = 0;
+    if ( auto const known = lengthOfRanges.find( addressOf( ranges.value() ) ) ) {
+      length = *known;
+    } else {
+      auto const entries = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
+      auto const merged = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
+      addEntries( *ranges.value(), encodeBitWidth_, entries );
+      labelMergerFactory( encodeBitWidth_, entries, merged );
+      length = merged->encLabelAndMask().size();
+      lengthOfRanges.set( addressOf( ranges.value() ), length );
+    }
+    sum += length * users->value;
+  }
+  return sum;
 }
 
 bool LabelEncoderSm::doEncode() {
@@ -109,9 +164,7 @@ bool LabelEncoderSm::doEncode() {
       list->entriesAre( entries );
       continue;
     }
-    auto const merger = rangeMergerFactory( encodeBitWidth_, list );
-    for ( EncodedLabelRange const& range : ranges.value()->encLabelRange() )
-      merger->doMergeRange( range.start, range.end );
+    addEntries( *ranges.value(), encodeBitWidth_, list );
     entriesOfRanges.set( addressOf( ranges.value() ), list->entries() );
   }
   return true;

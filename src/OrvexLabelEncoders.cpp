@@ -87,6 +87,21 @@ void PrefixLabelEncoderSm::doUpdateLoaderInfo() {
         prefix, encoderStatus()->plainToEncodedLabel().find( label ).value_or( encodingAttr().invalidEncValue() ) );
 }
 
+/// Every address has a label when the default route is a piece, and no piece is in no set.
+ReservedValue PrefixLabelEncoderSm::reservedValueKind() const {
+  auto const& pieces = prefixXformStatus_->prefixToLabelMap();
+  if ( !pieces.has( Vell::IpGenPrefix::defaultRoute( key_.af() ) ) ) return ReservedValue::reachable;
+  Kiv::HashSet2018<PlainLabel> listed;
+  Kiv::HashSet2018<std::uint64_t> seen;
+  auto const& lists = encoderConfig()->xformStatus()->plainLabelListMap()->plainLabelList();
+  for ( auto list = lists.begin(); list; ++list )
+    if ( seen.insert( reinterpret_cast<std::uintptr_t>( list.value()->labels().get() ) ) )
+      for ( PlainLabel const label : list.value()->label() ) listed.insert( label );
+  for ( auto const& [prefix, label] : pieces )
+    if ( !listed.has( label ) ) return ReservedValue::reachable;
+  return ReservedValue::unreachable;
+}
+
 // Ranges
 
 RangeEncoderSm::RangeEncoderSm( Brae::ChipId chipId, Kiv::Ptr<EncoderConfig const> const& config,
@@ -144,6 +159,17 @@ void RangeEncoderSm::doUpdateLoaderInfo() {
   for ( auto const& [range, label] : rangeSplitStatus_->rangeToPlainLabelMap() )
     rangeEncoderStatus_->loaderInfo()->rangeToEncodedLabelMapIs(
         range, encoderStatus()->plainToEncodedLabel().find( label ).value() );
+}
+
+/// Every value has a label when the pieces, which ascend, leave no gap.
+ReservedValue RangeEncoderSm::reservedValueKind() const {
+  std::uint32_t next = 0;
+  for ( auto const& [range, label] : rangeSplitStatus_->rangeToPlainLabelMap() ) {
+    if ( range.first() != next ) return ReservedValue::reachable;
+    next = range.last() + std::uint32_t{ 1 };
+  }
+  return next > ( std::uint32_t{ 1 } << naturalWidth( setType_ ) ) - 1 ? ReservedValue::unreachable
+                                                                       : ReservedValue::reachable;
 }
 
 // Combinations

@@ -49,11 +49,14 @@ class EncodingAttr {
   EncodedLabel invalidEncValue_;
 };
 
-/// How encoded labels are placed: the sets with the most labels and users first.
-enum class LabelPlacement : std::uint32_t { costOrder };
+/// How encoded labels are placed.
+enum class LabelPlacement : std::uint32_t {
+  costOrder,  // the sets with the most labels and users first
+  nested      // sets that nest in blocks that nest; in a table where costOrder takes fewer entries, as that does
+};
 
-inline constexpr std::array<std::string_view, 1> kLabelPlacementNames = { "costOrder" };
-static_assert( kLabelPlacementNames.size() == Kiv::enumValue( LabelPlacement::costOrder ) + 1 );
+inline constexpr std::array<std::string_view, 2> kLabelPlacementNames = { "costOrder", "nested" };
+static_assert( kLabelPlacementNames.size() == Kiv::enumValue( LabelPlacement::nested ) + 1 );
 constexpr std::span<std::string_view const> enumNames( LabelPlacement ) { return kLabelPlacementNames; }
 
 class ChipHwCapability : public Kiv::Entity {

@@ -19,6 +19,7 @@
 #include "Orvex/OrvexEncodedLabelAllocator.h"
 #include "Orvex/OrvexEncoderTypes.h"
 #include "Orvex/OrvexHwCapability.h"
+#include "Orvex/OrvexNestedAllocator.h"
 #include "Orvex/OrvexStageSm.h"
 
 namespace Orvex {
@@ -53,9 +54,15 @@ class LabelEncoderSm : public StageSm {
   /// Fills eLabelMask and the status's values; false when the labels do not fit.
   virtual bool doEncode();
   virtual void doUpdateLoaderInfo() {}
+  /// Whether a packet can lack a label.
+  virtual ReservedValue reservedValueKind() const { return ReservedValue::reachable; }
 
  private:
+  struct Allocation;
+
   Kiv::Ptr<EncodedLabelAllocStatus> allocation();
+  Allocation allocationBy( LabelPlacement placement );
+  std::uint64_t weightedLength( EncodedLabelAllocStatus const& allocation ) const;
   void doMerge();
 
   Kiv::Ptr<EncoderStatus> encoderStatus_;

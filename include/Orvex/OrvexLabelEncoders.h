@@ -25,6 +25,7 @@ class PrefixLabelEncoderSm final : public LabelEncoderSm {
 
  protected:
   void doUpdateLoaderInfo() override;
+  ReservedValue reservedValueKind() const override;
 
  private:
   PrefixXformKey key_;
@@ -47,6 +48,7 @@ class RangeEncoderSm final : public LabelEncoderSm {
   std::uint64_t doBuildWorkingSetHash() const override;
   bool doEncode() override;
   void doUpdateLoaderInfo() override;
+  ReservedValue reservedValueKind() const override;
 
  private:
   bool isRaw() const { return !hwCapability()->rangeEncodingAttrHas( setType_ ); }

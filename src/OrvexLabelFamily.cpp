@@ -1,0 +1,98 @@
+#include "Orvex/OrvexLabelFamily.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Orvex {
+
+namespace {
+
+std::uint64_t addressOf( PlainLabels const* list ) { return reinterpret_cast<std::uintptr_t>( list ); }
+
+struct KeyedList {
+  GenSetKey key;
+  Kiv::Ptr<PlainLabels const> labels;
+};
+
+}  // namespace
+
+LabelFamily::LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage ) {
+  std::vector<KeyedList> keyed;
+  for ( auto list = lists.plainLabelList().begin(); list; ++list )
+    if ( !list.value()->label().empty() ) keyed.push_back( { list.key(), list.value()->labels() } );
+  std::sort( keyed.begin(), keyed.end(), []( auto const& a, auto const& b ) { return a.key < b.key; } );
+
+  std::vector<PlainLabels const*> distinct;
+  for ( KeyedList const& list : keyed ) {
+    auto const count = usage.refCount().find( list.key );
+    std::uint64_t const users = count ? count->value : 0;
+    if ( auto const known = setOfList_.find( addressOf( list.labels.get() ) ) ) {
+      weights_[*known] += users;
+      continue;
+    }
+    setOfList_.set( addressOf( list.labels.get() ), setCount() );
+    weights_.push_back( users );
+    distinct.push_back( list.labels.get() );
+  }
+  std::vector<PlainLabels::Interval> intervals;
+  for ( PlainLabels const* list : distinct )
+    intervals.insert( intervals.end(), list->intervals().begin(), list->intervals().end() );
+  numberLabels( std::move( intervals ) );
+  for ( PlainLabels const* list : distinct ) addSet( *list );
+}
+
+LabelFamily::LabelFamily( std::uint32_t labelCount, std::vector<std::vector<std::uint32_t>> const& sets,
+                          std::vector<std::uint64_t> weights )
+    : labelCount_( labelCount ), weights_( std::move( weights ) ) {
+  if ( labelCount != 0 ) runs_.push_back( { { 0, labelCount - 1 }, 0 } );
+  for ( auto const& set : sets ) {
+    labels_.insert( labels_.end(), set.begin(), set.end() );
+    starts_.push_back( static_cast<std::uint32_t>( labels_.size() ) );
+  }
+}
+
+/// The runs are the union of the intervals.
+void LabelFamily::numberLabels( std::vector<PlainLabels::Interval> intervals ) {
+  std::sort( intervals.begin(), intervals.end(), []( auto const& a, auto const& b ) { return a.first < b.first; } );
+  for ( PlainLabels::Interval const& interval : intervals ) {
+    if ( runs_.empty() || runs_.back().interval.last < interval.first )
+      runs_.push_back( { interval, 0 } );
+    else
+      runs_.back().interval.last = std::max( runs_.back().interval.last, interval.last );
+  }
+  for ( Run& run : runs_ ) {
+    run.label = labelCount_;
+    labelCount_ += run.interval.last - run.interval.first + 1;
+  }
+}
+
+void LabelFamily::addSet( PlainLabels const& list ) {
+  for ( PlainLabels::Interval const& interval : list.intervals() ) {
+    auto const behind =
+        std::upper_bound( runs_.begin(), runs_.end(), interval.first,
+                          []( std::uint32_t label, Run const& run ) { return label < run.interval.first; } );
+    Run const& run = *std::prev( behind );
+    std::uint32_t const first = run.label + ( interval.first - run.interval.first );
+    std::size_t const at = labels_.size();
+    labels_.resize( at + ( interval.last - interval.first + std::size_t{ 1 } ) );
+    std::iota( labels_.begin() + static_cast<std::ptrdiff_t>( at ), labels_.end(), first );
+  }
+  starts_.push_back( static_cast<std::uint32_t>( labels_.size() ) );
+}
+
+std::uint64_t LabelFamily::weight() const {
+  return std::accumulate( weights_.begin(), weights_.end(), std::uint64_t{ 0 } );
+}
+
+std::optional<std::uint32_t> LabelFamily::setOf( Kiv::Ptr<PlainLabels const> const& list ) const {
+  return setOfList_.find( addressOf( list.get() ) );
+}
+
+PlainLabel LabelFamily::plainLabel( std::uint32_t label ) const {
+  auto const behind = std::upper_bound( runs_.begin(), runs_.end(), label,
+                                        []( std::uint32_t wanted, Run const& run ) { return wanted < run.label; } );
+  Run const& run = *std::prev( behind );
+  return PlainLabel( run.interval.first + ( label - run.label ) );
+}
+
+}  // namespace Orvex

@@ -1,0 +1,57 @@
+#include "Orvex/OrvexNestedAllocator.h"
+
+#include "Orvex/OrvexBlockCover.h"
+#include "Orvex/OrvexLabelFamily.h"
+#include "Orvex/OrvexNestedSets.h"
+
+namespace Orvex {
+
+namespace {
+
+std::vector<Kiv::Ptr<EncodedLabelRangeList>> rangesOfSets( LabelFamily const& family,
+                                                           std::vector<std::uint16_t> const& values,
+                                                           BlockCover const& cover ) {
+  std::vector<Kiv::Ptr<EncodedLabelRangeList>> ranges;
+  ranges.reserve( family.setCount() );
+  std::vector<std::uint16_t> valuesOfSet;
+  for ( std::uint32_t set = 0; set != family.setCount(); ++set ) {
+    valuesOfSet.clear();
+    for ( std::uint32_t const label : family.labelsOf( set ) ) valuesOfSet.push_back( values[label] );
+    ranges.push_back( Kiv::make<EncodedLabelRangeList>( cover.blocksOf( valuesOfSet ) ) );
+  }
+  return ranges;
+}
+
+}  // namespace
+
+void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, ReservedValue kind,
+                     EncoderConfig const& config, GenSetUsageInfo const& usage, EncoderStatus& encoderStatus,
+                     EncodedLabelAllocStatus& allocStatus ) {
+  PlainLabelListMap const& lists = *config.xformStatus()->plainLabelListMap();
+  LabelFamily const family( lists, usage );
+  std::uint32_t const size = std::uint32_t{ 1 } << bitWidth;
+  if ( family.labelCount() > size - 1 ) {
+    allocStatus.statusIs( StageStatusType::finishedFailed );
+    return;
+  }
+  // A reserved value that the width cannot show is no value of the table.
+  bool const isReserved = kind == ReservedValue::reachable && reservedLabel.value() < size;
+  std::uint16_t const reserved = reservedLabel.value() < size ? reservedLabel.value() : std::uint16_t{ 0 };
+  std::vector<std::uint16_t> values =
+      packedBlocks( nestedSetsTree( family ), bitWidth, reserved,
+                    isReserved ? ReservedValue::reachable : ReservedValue::unreachable );
+  for ( std::uint32_t label = 0; label != family.labelCount(); ++label )
+    encoderStatus.plainToEncodedLabelIs( family.plainLabel( label ), EncodedLabel( values[label] ) );
+
+  std::vector<std::uint16_t> taken = values;
+  if ( isReserved ) taken.push_back( reserved );
+  auto const ranges = rangesOfSets( family, values, BlockCover( bitWidth, taken ) );
+  auto const noRanges = Kiv::make<EncodedLabelRangeList>();
+  for ( auto list = lists.plainLabelList().begin(); list; ++list ) {
+    auto const set = family.setOf( list.value()->labels() );
+    allocStatus.keyToEncLabelListIs( list.key(), set ? ranges[*set] : noRanges );
+  }
+  allocStatus.statusIs( StageStatusType::finishedSuccess );
+}
+
+}  // namespace Orvex
