@@ -13,7 +13,7 @@ using Numbers = std::vector<std::uint32_t>;
 constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
 /// Up to so many parts every pair is a candidate.
 constexpr std::size_t kAllPairs = 256;
-/// Places that a part looks ahead in an order.
+/// Places that a part looks ahead in an order, and candidates that a new block looks at most.
 constexpr std::size_t kReach = 8;
 constexpr std::size_t kCandidates = 32;
 
@@ -63,8 +63,12 @@ class Pairing {
 
   bool isRoot( std::uint32_t block ) const { return blocks_[block].joinedTo == kNone; }
 
-  std::uint32_t rootOf( std::uint32_t block ) const {
-    while ( !isRoot( block ) ) block = blocks_[block].joinedTo;
+  std::uint32_t rootOf( std::uint32_t block ) {
+    while ( !isRoot( block ) ) {
+      std::uint32_t& up = blocks_[block].joinedTo;
+      if ( !isRoot( up ) ) up = blocks_[up].joinedTo;
+      block = up;
+    }
     return block;
   }
 
@@ -83,8 +87,10 @@ class Pairing {
   }
 
   void propose( std::uint32_t a, std::uint32_t b ) {
-    std::uint64_t const weight = commonWeight( a, b );
-    if ( weight == 0 ) return;
+    if ( std::uint64_t const weight = commonWeight( a, b ); weight != 0 ) propose( a, b, weight );
+  }
+
+  void propose( std::uint32_t a, std::uint32_t b, std::uint64_t weight ) {
     std::uint64_t const waste = joinedSize( blocks_[a].size, blocks_[b].size ) - blocks_[a].size - blocks_[b].size;
     proposals_.push( { weight, waste, std::min( a, b ), std::max( a, b ) } );
     blocks_[a].candidates.push_back( b );
@@ -132,19 +138,36 @@ class Pairing {
     std::set_intersection( blocks_[pair.a].sets.begin(), blocks_[pair.a].sets.end(), blocks_[pair.b].sets.begin(),
                            blocks_[pair.b].sets.end(), std::back_inserter( block.sets ) );
     blocks_[pair.a].joinedTo = blocks_[pair.b].joinedTo = number;
-    Numbers candidates;
-    for ( std::uint32_t const half : { pair.a, pair.b } )
-      for ( std::uint32_t const candidate : blocks_[half].candidates ) candidates.push_back( rootOf( candidate ) );
     blocks_.push_back( std::move( block ) );
     joints_.push_back( { pair.a, pair.b, pair.weight } );
-    std::sort( candidates.begin(), candidates.end() );
-    candidates.erase( std::unique( candidates.begin(), candidates.end() ), candidates.end() );
-    for ( std::uint32_t const candidate : candidates )
-      if ( candidate != number && isRoot( candidate ) ) propose( number, candidate );
+    Numbers const candidates = candidatesOf( pair.a, pair.b );
     for ( std::uint32_t const half : { pair.a, pair.b } ) {
       blocks_[half].sets = {};
       blocks_[half].candidates = {};
     }
+    proposeHeaviest( number, candidates );
+  }
+
+  /// The candidates of both, or what has taken them in meanwhile.
+  Numbers candidatesOf( std::uint32_t a, std::uint32_t b ) {
+    std::uint32_t const joined = rootOf( a );
+    Numbers candidates;
+    for ( std::uint32_t const half : { a, b } )
+      for ( std::uint32_t const candidate : blocks_[half].candidates )
+        if ( std::uint32_t const root = rootOf( candidate ); root != joined ) candidates.push_back( root );
+    std::sort( candidates.begin(), candidates.end() );
+    candidates.erase( std::unique( candidates.begin(), candidates.end() ), candidates.end() );
+    return candidates;
+  }
+
+  void proposeHeaviest( std::uint32_t block, Numbers const& candidates ) {
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> weighed;
+    for ( std::uint32_t const candidate : candidates )
+      if ( std::uint64_t const weight = commonWeight( block, candidate ); weight != 0 )
+        weighed.emplace_back( weight, candidate );
+    std::sort( weighed.begin(), weighed.end(), std::greater<>() );
+    if ( weighed.size() > kCandidates ) weighed.resize( kCandidates );
+    for ( auto const& [weight, candidate] : weighed ) propose( block, candidate, weight );
   }
 
   std::vector<std::uint64_t> const& weights_;
