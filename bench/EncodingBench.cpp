@@ -34,15 +34,40 @@ Kiv::Ptr<PrefixXformStatus> overlappingRuns( std::uint32_t labels ) {
   return status;
 }
 
-void encode( benchmark::State& state ) {
+/// Prefixes as networks have them: sets in sets, each with a label of its own, every third with labels of its sets alone.
+Kiv::Ptr<PrefixXformStatus> nestedPrefixes( std::uint32_t labels ) {
+  std::mt19937_64 random( 3 );
+  auto status = Kiv::make<PrefixXformStatus>( kKey );
+  std::vector<PlainLabels::Interval> open{ { 1, labels } };
+  std::uint32_t set = 0;
+  while ( !open.empty() ) {
+    PlainLabels::Interval const interval = open.back();
+    open.pop_back();
+    status->plainLabelListMap()->plainLabelListIs( GenSetKey( ++set ),
+                                                   Kiv::make<PlainLabels>( std::vector{ interval } ) );
+    // The first label is the set's own; the rest is cut into sets.
+    for ( std::uint32_t first = interval.first + 1; first <= interval.last; ) {
+      std::uint64_t const most = std::max<std::uint64_t>( 1, ( interval.last - interval.first ) / 4 );
+      std::uint32_t const last =
+          std::min( interval.last, first + static_cast<std::uint32_t>( random() % ( 2 * most ) ) );
+      open.push_back( { first, last } );
+      first = last + 1;
+    }
+  }
+  return status;
+}
+
+void encode( benchmark::State& state, LabelPlacement placement,
+             Kiv::Ptr<PrefixXformStatus> ( *policy )( std::uint32_t ) ) {
   auto const labels = static_cast<std::uint32_t>( state.range( 0 ) );
-  auto const xform = overlappingRuns( labels );
+  auto const xform = policy( labels );
   auto const usage = Kiv::make<GenSetUsageInfo>();
   std::mt19937_64 random( 2 );
   auto const& lists = xform->plainLabelListMap()->plainLabelList();
   for ( auto list = lists.begin(); list; ++list )
     usage->valueInc( list.key(), 1 + static_cast<std::uint32_t>( random() % 9 ) );
   auto const capability = Kiv::make<ChipHwCapability>( Brae::ChipId( 0 ) );
+  capability->labelPlacementIs( placement );
   std::size_t entries = 0;
   for ( auto step : state ) {
     auto const config = Kiv::make<EncoderConfig>( xform );
@@ -62,7 +87,15 @@ void encode( benchmark::State& state ) {
       benchmark::Counter( static_cast<double>( labels ) * 1e-9,
                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert );
 }
-BENCHMARK( encode )->Arg( 6000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
+#define ENCODE( placement, policy )                                                    \
+  BENCHMARK_CAPTURE( encode, policy##_##placement, LabelPlacement::placement, policy ) \
+      ->Arg( 6000 )                                                                    \
+      ->Arg( 60000 )                                                                   \
+      ->Unit( benchmark::kMillisecond )
+ENCODE( costOrder, overlappingRuns );
+ENCODE( nested, overlappingRuns );
+ENCODE( costOrder, nestedPrefixes );
+ENCODE( nested, nestedPrefixes );
 
 void mergeEveryLabel( benchmark::State& state ) {
   auto const all = Kiv::make<EncodedLabelWithMaskList>( GenSetKey( 1 ) );

@@ -13,15 +13,18 @@ namespace {
 constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
 constexpr std::uint32_t kMaxWidth = 16;
 
-/// Prices of a value in parts of an entry, 8 to each doubling.
+/// Weights above this one count as it does, so that weights times blocks, and prices times values, stay below 2^64.
+constexpr std::uint64_t kLargestWeight = std::uint64_t{ 1 } << 24;
+/// Prices of a value in parts of an entry, 4 to each doubling. At the highest no rounding is worth it.
 constexpr int kPriceFraction = 17;
-constexpr int kPriceSteps = 8 * ( 30 + 5 + kPriceFraction );
-/// Larger weights count as this one.
-constexpr std::uint64_t kLargestWeight = std::uint64_t{ 1 } << 30;
+constexpr int kPriceSteps = 4 * ( 24 + 5 + kPriceFraction );
+
+/// How finely the nodes are divided that have the price below.
+constexpr std::size_t kNodeSteps = 256;
 
 std::uint64_t priceOf( int step ) {
   if ( step == 0 ) return 0;
-  return ( std::uint64_t{ 8 } + static_cast<std::uint64_t>( step % 8 ) ) << ( step / 8 ) >> 3;
+  return ( std::uint64_t{ 4 } + static_cast<std::uint64_t>( step % 4 ) ) << ( step / 4 ) >> 2;
 }
 
 std::uint64_t blocksOf( std::uint64_t values ) { return static_cast<std::uint64_t>( std::popcount( values ) ); }
@@ -64,15 +67,14 @@ class Rounding {
 
   std::uint64_t cheapest( std::uint32_t node, std::uint64_t price ) const {
     std::uint64_t const values = values_[node];
+    if ( std::has_single_bit( values ) || tree_.weight( node ) == 0 ) return values;
     std::uint64_t const weight = std::min( tree_.weight( node ), kLargestWeight );
     std::uint64_t best = values;
     std::uint64_t bestCost = weight * blocksOf( values ) << kPriceFraction;
     for ( std::uint64_t next = values; blocksOf( next ) > 1; ) {
       next = roundedUp( next );
       if ( next > space_ ) break;
-      std::uint64_t const waste = next - values;
-      if ( price > bestCost / waste ) break;
-      std::uint64_t const cost = ( weight * blocksOf( next ) << kPriceFraction ) + price * waste;
+      std::uint64_t const cost = ( weight * blocksOf( next ) << kPriceFraction ) + price * ( next - values );
       if ( cost >= bestCost ) continue;
       best = next;
       bestCost = cost;
@@ -89,7 +91,7 @@ class Rounding {
       ( fits( middle, middle, order_.size() ) ? high : low ) = middle;
     }
     std::size_t nodes = 0;
-    for ( std::size_t tooMany = order_.size(); tooMany - nodes > 1; ) {
+    for ( std::size_t tooMany = order_.size(); tooMany - nodes > 1 + order_.size() / kNodeSteps; ) {
       std::size_t const middle = ( nodes + tooMany ) / 2;
       ( fits( low, high, middle ) ? nodes : tooMany ) = middle;
     }

@@ -26,12 +26,37 @@ std::vector<Interval> intervalsOf( CrossingSets const& sets ) {
   return intervals;
 }
 
+/// A number for each span of parts, such that those with the same beginning stand side by side, and those with the same end.
+class SpanTable {
+ public:
+  explicit SpanTable( std::uint32_t parts )
+      : parts_( parts ), byFirst_( std::size_t{ parts } * parts, 0 ), byLast_( std::size_t{ parts } * parts, 0 ) {}
+
+  std::uint64_t at( std::uint32_t first, std::uint32_t last ) const { return from( first )[last]; }
+  /// By the span's last part.
+  std::uint64_t const* from( std::uint32_t first ) const { return &byFirst_[std::size_t{ first } * parts_]; }
+  /// By the span's first part.
+  std::uint64_t const* to( std::uint32_t last ) const { return &byLast_[std::size_t{ last } * parts_]; }
+  void set( std::uint32_t first, std::uint32_t last, std::uint64_t value ) {
+    byFirst_[std::size_t{ first } * parts_ + last] = byLast_[std::size_t{ last } * parts_ + first] = value;
+  }
+
+ private:
+  std::uint32_t parts_;
+  std::vector<std::uint64_t> byFirst_;
+  std::vector<std::uint64_t> byLast_;
+};
+
 class IntervalProgramme {
  public:
   explicit IntervalProgramme( CrossingSets const& sets )
-      : count_( static_cast<std::uint32_t>( sets.parts.size() ) ), spans_( std::size_t{ count_ } * count_ ) {
+      : count_( static_cast<std::uint32_t>( sets.parts.size() ) ),
+        weights_( std::size_t{ count_ } * count_, 0 ),
+        cuts_( std::size_t{ count_ } * count_, 0 ),
+        saved_( count_ ),
+        sizes_( count_ ) {
     weighSpans( sets );
-    for ( std::uint32_t part = 0; part != count_; ++part ) span( part, part ).size = sets.parts[part].size;
+    for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.parts[part].size );
     for ( std::uint32_t length = 2; length <= count_; ++length )
       for ( std::uint32_t first = 0; first + length <= count_; ++first ) solve( first, first + length - 1 );
   }
@@ -42,47 +67,47 @@ class IntervalProgramme {
   }
 
  private:
-  struct Span {
-    std::uint64_t weight = 0;  // of the sets that hold it
-    std::uint64_t saved = 0;
-    std::uint64_t size = 0;
-    std::uint32_t cut = 0;  // where the second half begins
-  };
-
-  Span& span( std::uint32_t first, std::uint32_t last ) { return spans_[std::size_t{ first } * count_ + last]; }
+  /// Of the sets that hold a span.
+  std::uint64_t& weight( std::uint32_t first, std::uint32_t last ) {
+    return weights_[std::size_t{ first } * count_ + last];
+  }
+  /// Where a span's second half begins.
+  std::uint32_t& cut( std::uint32_t first, std::uint32_t last ) { return cuts_[std::size_t{ first } * count_ + last]; }
 
   /// A set holds a span when it holds the span that is longer by one at either end, or begins or ends here.
   void weighSpans( CrossingSets const& sets ) {
     auto const intervals = intervalsOf( sets );
     for ( std::size_t set = 0; set != intervals.size(); ++set )
-      if ( intervals[set].parts != 0 ) span( intervals[set].first, intervals[set].last ).weight += sets.weights[set];
+      if ( intervals[set].parts != 0 ) weight( intervals[set].first, intervals[set].last ) += sets.weights[set];
     for ( std::uint32_t length = count_; length-- > 1; )
       for ( std::uint32_t first = 0; first + length <= count_; ++first ) {
         std::uint32_t const last = first + length - 1;
         bool const hasLeft = first != 0;
         bool const hasRight = last + 1 != count_;
-        if ( hasLeft ) span( first, last ).weight += span( first - 1, last ).weight;
-        if ( hasRight ) span( first, last ).weight += span( first, last + 1 ).weight;
-        if ( hasLeft && hasRight ) span( first, last ).weight -= span( first - 1, last + 1 ).weight;
+        if ( hasLeft ) weight( first, last ) += weight( first - 1, last );
+        if ( hasRight ) weight( first, last ) += weight( first, last + 1 );
+        if ( hasLeft && hasRight ) weight( first, last ) -= weight( first - 1, last + 1 );
       }
   }
 
   void solve( std::uint32_t first, std::uint32_t last ) {
-    Span best;
-    best.weight = span( first, last ).weight;
-    for ( std::uint32_t cut = first + 1; cut <= last; ++cut ) {
-      Span const& left = span( first, cut - 1 );
-      Span const& right = span( cut, last );
-      std::uint64_t const saved = left.saved + right.saved;
-      if ( best.cut != 0 && saved < best.saved ) continue;
-      std::uint64_t const size = best.weight == 0 ? left.size + right.size : joinedSize( left.size, right.size );
-      if ( best.cut != 0 && saved == best.saved && size >= best.size ) continue;
-      best.saved = saved;
-      best.size = size;
-      best.cut = cut;
+    std::uint64_t const* const savedLeft = saved_.from( first );
+    std::uint64_t const* const savedRight = saved_.to( last );
+    std::uint64_t most = 0;
+    for ( std::uint32_t at = first + 1; at <= last; ++at ) most = std::max( most, savedLeft[at - 1] + savedRight[at] );
+    bool const isBlock = weight( first, last ) != 0;
+    std::uint64_t least = ~std::uint64_t{ 0 };
+    for ( std::uint32_t at = first + 1; at <= last; ++at ) {
+      if ( savedLeft[at - 1] + savedRight[at] != most ) continue;
+      std::uint64_t const left = sizes_.at( first, at - 1 );
+      std::uint64_t const right = sizes_.at( at, last );
+      std::uint64_t const size = isBlock ? joinedSize( left, right ) : left + right;
+      if ( size >= least ) continue;
+      least = size;
+      cut( first, last ) = at;
     }
-    best.saved += best.weight;
-    span( first, last ) = best;
+    saved_.set( first, last, most + weight( first, last ) );
+    sizes_.set( first, last, least );
   }
 
   static constexpr std::uint32_t kApart = ~std::uint32_t{ 0 };
@@ -90,16 +115,19 @@ class IntervalProgramme {
   /// The number of the span's block; kApart when no set fills it.
   std::uint32_t join( std::uint32_t first, std::uint32_t last ) {
     if ( first == last ) return first;
-    Span const& whole = span( first, last );
-    std::uint32_t const left = join( first, whole.cut - 1 );
-    std::uint32_t const right = join( whole.cut, last );
-    if ( whole.weight == 0 ) return kApart;
-    joints_.push_back( { left, right, whole.weight } );
+    std::uint32_t const middle = cut( first, last );
+    std::uint32_t const left = join( first, middle - 1 );
+    std::uint32_t const right = join( middle, last );
+    if ( weight( first, last ) == 0 ) return kApart;
+    joints_.push_back( { left, right, weight( first, last ) } );
     return count_ + static_cast<std::uint32_t>( joints_.size() ) - 1;
   }
 
   std::uint32_t count_;
-  std::vector<Span> spans_;
+  std::vector<std::uint64_t> weights_;
+  std::vector<std::uint32_t> cuts_;
+  SpanTable saved_;
+  SpanTable sizes_;
   std::vector<Joint> joints_;
 };
 

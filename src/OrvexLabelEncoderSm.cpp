@@ -26,6 +26,13 @@ void addEntries( EncodedLabelRangeList const& ranges, std::uint32_t bitWidth,
   for ( EncodedLabelRange const& range : ranges.encLabelRange() ) merger->doMergeRange( range.start, range.end );
 }
 
+/// Of an allocation whose ranges are blocks: no set takes more than one entry.
+bool isOneBlockEach( EncodedLabelAllocStatus const& allocation ) {
+  for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges; ++ranges )
+    if ( ranges.value()->encLabelRange().size() > 1 ) return false;
+  return true;
+}
+
 }  // namespace
 
 LabelEncoderSm::LabelEncoderSm( Brae::ChipId chipId, Kiv::Ptr<EncoderConfig const> const& config,
@@ -91,29 +98,24 @@ std::uint64_t LabelEncoderSm::doBuildWorkingSetHash() const {
   return std::uint64_t{ a.result() } << 32 | b.result();
 }
 
-/// The ranges of each set, the values of the labels, and the entries that they take, each weighted by its set's users.
+/// The ranges of each set, and the values of the labels.
 struct LabelEncoderSm::Allocation {
   Kiv::Ptr<EncodedLabelAllocStatus> status = encodedLabelAllocStatusFactory();
   Kiv::HashMap2018<PlainLabel, EncodedLabel> values;
 
   bool success() const { return status->status() == StageStatusType::finishedSuccess; }
-  /// No set takes more than one entry. Of a nested allocation, whose ranges are blocks.
-  bool isBest() const {
-    for ( auto ranges = status->keyToEncLabelList().begin(); ranges; ++ranges )
-      if ( ranges.value()->encLabelRange().size() > 1 ) return false;
-    return true;
-  }
 };
 
 /// An allocation of the working set. Values go to the status; when it fails, those of before stay.
 Kiv::Ptr<EncodedLabelAllocStatus> LabelEncoderSm::allocation() {
-  Allocation best = allocationBy( hwCapability_->labelPlacement() );
-  if ( hwCapability_->labelPlacement() == LabelPlacement::nested && best.success() && !best.isBest() ) {
+  Allocation chosen = allocationBy( hwCapability_->labelPlacement() );
+  if ( hwCapability_->labelPlacement() == LabelPlacement::nested && chosen.success() &&
+       !isOneBlockEach( *chosen.status ) ) {
     Allocation other = allocationBy( LabelPlacement::costOrder );
-    if ( weightedLength( *other.status ) < weightedLength( *best.status ) ) best = std::move( other );
+    if ( takesFewerEntries( *other.status, *chosen.status ) ) chosen = std::move( other );
   }
-  if ( best.success() ) encoderStatus_->plainToEncodedLabelSwap( best.values );
-  return best.status;
+  if ( chosen.success() ) encoderStatus_->plainToEncodedLabelSwap( chosen.values );
+  return chosen.status;
 }
 
 LabelEncoderSm::Allocation LabelEncoderSm::allocationBy( LabelPlacement placement ) {
@@ -130,26 +132,42 @@ LabelEncoderSm::Allocation LabelEncoderSm::allocationBy( LabelPlacement placemen
   return result;
 }
 
-std::uint64_t LabelEncoderSm::weightedLength( EncodedLabelAllocStatus const& allocation ) const {
+/// Whether the cost-ordered allocation takes fewer entries than the nested one, each weighted by its set's users. A nested set
+/// takes at most as many entries as it has ranges, which are blocks; mostly that settles it before all has been merged.
+bool LabelEncoderSm::takesFewerEntries( EncodedLabelAllocStatus const& costOrdered,
+                                        EncodedLabelAllocStatus const& nested ) const {
+  constexpr std::uint64_t kNoLimit = ~std::uint64_t{ 0 };
+  std::uint64_t atMost = 0;
+  for ( auto ranges = nested.keyToEncLabelList().begin(); ranges; ++ranges )
+    atMost += usersOf( ranges.key() ) * ranges.value()->encLabelRange().size();
+  std::uint64_t const taken = weightedEntries( costOrdered, atMost );
+  return taken < atMost && taken < weightedEntries( nested, kNoLimit );
+}
+
+/// The sum over all sets, or, once that is reached, a number that is not below the limit.
+std::uint64_t LabelEncoderSm::weightedEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const {
   std::uint64_t sum = 0;
-  Kiv::HashMap2018<std::uint64_t, std::uint64_t> lengthOfRanges;
-  for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges; ++ranges ) {
-    auto const users = genSetUsageInfo_->refCount().find( ranges.key() );
-    if ( !users ) continue;
-    std::uint64_t length = 0;
-    if ( auto const known = lengthOfRanges.find( addressOf( ranges.value() ) ) ) {
-      length = *known;
-    } else {
+  Kiv::HashMap2018<std::uint64_t, std::uint64_t> entriesOfRanges;
+  for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges && sum < limit; ++ranges ) {
+    std::uint64_t const users = usersOf( ranges.key() );
+    if ( users == 0 ) continue;
+    auto known = entriesOfRanges.find( addressOf( ranges.value() ) );
+    if ( !known ) {
       auto const entries = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
       auto const merged = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
       addEntries( *ranges.value(), encodeBitWidth_, entries );
       labelMergerFactory( encodeBitWidth_, entries, merged );
-      length = merged->encLabelAndMask().size();
-      lengthOfRanges.set( addressOf( ranges.value() ), length );
+      known = merged->encLabelAndMask().size();
+      entriesOfRanges.set( addressOf( ranges.value() ), *known );
     }
-    sum += length * users->value;
+    sum += users * *known;
   }
   return sum;
+}
+
+std::uint64_t LabelEncoderSm::usersOf( GenSetKey key ) const {
+  auto const count = genSetUsageInfo_->refCount().find( key );
+  return count ? count->value : 0;
 }
 
 bool LabelEncoderSm::doEncode() {

@@ -20,7 +20,7 @@
 ///
 /// Invariants: (1) labels have different values, none the reserved one; (2) it never fails where there are as many values as
 /// labels; (3) where everything fits, each node is one aligned block that holds no label from outside.
-/// Cost: O(n) in nodes and labels for each price that is tried, of which there are at most kPrices.
+/// Cost: O(n) in nodes and labels for each price that is tried, of which there are at most 20.
 
 #include <cstdint>
 #include <vector>
@@ -28,8 +28,6 @@
 #include "Orvex/OrvexBlockTree.h"
 
 namespace Orvex {
-
-constexpr int kPrices = 24;
 
 enum class ReservedValue : std::uint8_t {
   reachable,   // a packet can have it: no block of a set may hold it

@@ -62,7 +62,9 @@ class LabelEncoderSm : public StageSm {
 
   Kiv::Ptr<EncodedLabelAllocStatus> allocation();
   Allocation allocationBy( LabelPlacement placement );
-  std::uint64_t weightedLength( EncodedLabelAllocStatus const& allocation ) const;
+  bool takesFewerEntries( EncodedLabelAllocStatus const& costOrdered, EncodedLabelAllocStatus const& nested ) const;
+  std::uint64_t weightedEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const;
+  std::uint64_t usersOf( GenSetKey key ) const;
   void doMerge();
 
   Kiv::Ptr<EncoderStatus> encoderStatus_;
