@@ -58,11 +58,12 @@ class IntervalProgramme {
     weighSpans( sets );
     for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.parts[part].size );
     for ( std::uint32_t length = 2; length <= count_; ++length )
-      for ( std::uint32_t first = 0; first + length <= count_; ++first ) solve( first, first + length - 1 );
+      for ( std::uint32_t first = 0; first + length <= count_; ++first )
+        if ( weight( first, first + length - 1 ) != 0 ) solve( first, first + length - 1 );
   }
 
   std::vector<Joint> joints() {
-    if ( count_ != 0 ) join( 0, count_ - 1 );
+    divide();
     return std::move( joints_ );
   }
 
@@ -90,18 +91,16 @@ class IntervalProgramme {
       }
   }
 
+  /// Requires: a set holds the span, and so all spans within it.
   void solve( std::uint32_t first, std::uint32_t last ) {
     std::uint64_t const* const savedLeft = saved_.from( first );
     std::uint64_t const* const savedRight = saved_.to( last );
     std::uint64_t most = 0;
     for ( std::uint32_t at = first + 1; at <= last; ++at ) most = std::max( most, savedLeft[at - 1] + savedRight[at] );
-    bool const isBlock = weight( first, last ) != 0;
     std::uint64_t least = ~std::uint64_t{ 0 };
     for ( std::uint32_t at = first + 1; at <= last; ++at ) {
       if ( savedLeft[at - 1] + savedRight[at] != most ) continue;
-      std::uint64_t const left = sizes_.at( first, at - 1 );
-      std::uint64_t const right = sizes_.at( at, last );
-      std::uint64_t const size = isBlock ? joinedSize( left, right ) : left + right;
+      std::uint64_t const size = joinedSize( sizes_.at( first, at - 1 ), sizes_.at( at, last ) );
       if ( size >= least ) continue;
       least = size;
       cut( first, last ) = at;
@@ -110,15 +109,32 @@ class IntervalProgramme {
     sizes_.set( first, last, least );
   }
 
-  static constexpr std::uint32_t kApart = ~std::uint32_t{ 0 };
+  /// The best way to divide all parts into blocks, each of which some set fills, or which is a part by itself.
+  void divide() {
+    struct Division {
+      std::uint64_t saved = 0;
+      std::uint64_t size = 0;
+      std::uint32_t lastBlock = 0;  // its first part
+    };
+    std::vector<Division> upTo( count_ + 1 );  // by number of parts
+    for ( std::uint32_t end = 1; end <= count_; ++end ) {
+      Division& best = upTo[end];
+      best = { upTo[end - 1].saved, upTo[end - 1].size + sizes_.at( end - 1, end - 1 ), end - 1 };
+      for ( std::uint32_t first = end - 1; first-- != 0 && weight( first, end - 1 ) != 0; ) {
+        std::uint64_t const saved = upTo[first].saved + saved_.at( first, end - 1 );
+        std::uint64_t const size = upTo[first].size + sizes_.at( first, end - 1 );
+        if ( saved > best.saved || ( saved == best.saved && size < best.size ) ) best = { saved, size, first };
+      }
+    }
+    for ( std::uint32_t end = count_; end != 0; end = upTo[end].lastBlock ) join( upTo[end].lastBlock, end - 1 );
+  }
 
-  /// The number of the span's block; kApart when no set fills it.
+  /// The number of the span's block.
   std::uint32_t join( std::uint32_t first, std::uint32_t last ) {
     if ( first == last ) return first;
     std::uint32_t const middle = cut( first, last );
     std::uint32_t const left = join( first, middle - 1 );
     std::uint32_t const right = join( middle, last );
-    if ( weight( first, last ) == 0 ) return kApart;
     joints_.push_back( { left, right, weight( first, last ) } );
     return count_ + static_cast<std::uint32_t>( joints_.size() ) - 1;
   }

@@ -147,8 +147,9 @@ class NestedSets {
   std::vector<Joint> jointsOf( CrossingSets const& crossing ) {
     if ( !areIntervals( crossing ) ) return pairingJoints( crossing );
     std::uint64_t const parts = crossing.parts.size();
-    if ( parts > kProgrammeParts || parts * parts * parts > work_ ) return neighbourJoints( crossing );
-    work_ -= parts * parts * parts;
+    std::uint64_t const sums = parts * parts * parts / 6;
+    if ( parts > kProgrammeParts || sums > work_ ) return neighbourJoints( crossing );
+    work_ -= sums;
     return intervalJoints( crossing );
   }
 

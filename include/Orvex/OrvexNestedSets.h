@@ -19,8 +19,8 @@
 
 namespace Orvex {
 
-/// As many sums as 8 programmes of the largest size take.
-constexpr std::uint64_t kProgrammeWork = std::uint64_t{ 8 } * 256 * 256 * 256;
+/// As many sums as 6 programmes of the largest size take at most.
+constexpr std::uint64_t kProgrammeWork = std::uint64_t{ 256 } * 256 * 256;
 
 BlockTree nestedSetsTree( LabelFamily const& family );
 
