@@ -1,6 +1,7 @@
 #include "Orvex/OrvexLabelEncoders.h"
 
 #include <algorithm>
+#include <array>
 
 #include "Kiv/Instantiate.h"
 #include "Kiv/Trace.h"
@@ -55,6 +56,25 @@ std::uint32_t rangeWidth( ChipHwCapability const& capability, RangeSetType type 
   return width != 0 ? width : naturalWidth( type );
 }
 
+/// Whether each address is in a prefix. Two halves make a prefix that is shorter by one, and in the end the default route.
+template <class Pieces>
+bool fillTheSpace( Pieces const& pieces ) {
+  std::array<std::uint64_t, 129> outermost{};  // by length
+  Vell::IpGenPrefix last;
+  bool isFirst = true;
+  for ( auto const& [prefix, label] : pieces ) {
+    if ( !isFirst && last.contains( prefix ) ) continue;
+    last = prefix;
+    isFirst = false;
+    ++outermost[prefix.length()];
+  }
+  for ( std::size_t length = outermost.size(); length-- > 1; ) {
+    if ( outermost[length] % 2 != 0 ) return false;
+    outermost[length - 1] += outermost[length] / 2;
+  }
+  return outermost[0] == 1;
+}
+
 }  // namespace
 
 Kiv::Ptr<EncodedLabelWithMaskList> EncoderStatus::encodedLabelListIs( GenSetKey key ) {
@@ -87,10 +107,10 @@ void PrefixLabelEncoderSm::doUpdateLoaderInfo() {
         prefix, encoderStatus()->plainToEncodedLabel().find( label ).value_or( encodingAttr().invalidEncValue() ) );
 }
 
-/// Every address has a label when the default route is a piece, and no piece is in no set.
+/// Every address has a label when the outermost pieces fill the space, and no piece is in no set.
 ReservedValue PrefixLabelEncoderSm::reservedValueKind() const {
   auto const& pieces = prefixXformStatus_->prefixToLabelMap();
-  if ( !pieces.has( Vell::IpGenPrefix::defaultRoute( key_.af() ) ) ) return ReservedValue::reachable;
+  if ( !fillTheSpace( pieces ) ) return ReservedValue::reachable;
   Kiv::HashSet2018<PlainLabel> listed;
   Kiv::HashSet2018<std::uint64_t> seen;
   auto const& lists = encoderConfig()->xformStatus()->plainLabelListMap()->plainLabelList();
