@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <map>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "chip/SnapshotJson.h"
 #include "chip/SoftwareChip.h"
 #include "output/OutputFile.h"
+#include "pipeline/PlacementComparison.h"
 #include "pipeline/PlainExpansion.h"
 #include "pipeline/ProvedCompile.h"
 #include "policy/AclConfigBuilder.h"
@@ -99,12 +101,6 @@ class PlainEntries {
   }
   std::uint64_t of( Host::RuleUse const& use ) const { return entries_.at( std::pair( use.acl, use.index ) ); }
 
-  std::uint64_t sum() const {
-    std::uint64_t sum = 0;
-    for ( auto const& [rule, entries] : entries_ ) sum = entries > ~sum ? ~std::uint64_t{ 0 } : sum + entries;
-    return sum;
-  }
-
  private:
   std::map<std::pair<PDAclKey, std::uint32_t>, std::uint64_t> entries_;
 };
@@ -117,9 +113,10 @@ void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile,
   for ( Host::StageTime const& stage : result.stages )
     milliseconds += std::chrono::duration<double, std::milli>( stage.time ).count();
   PlainEntries const plain( policy );
+  std::uint64_t const plainSum = Host::plainEntries( policy );
   write( fmt::format( "{} in {}; {}, where plain prefix expansion takes {}{}\n", counted( rulesIn( policy ), "rule" ),
                       counted( policy.acls.size(), "ACL" ), entries == 1 ? "1 entry" : grouped( entries ) + " entries",
-                      plain.sum() == ~std::uint64_t{ 0 } ? "more than " : "", grouped( plain.sum() ) ) );
+                      plainSum == ~std::uint64_t{ 0 } ? "more than " : "", grouped( plainSum ) ) );
   bool const loaded = result.outcome == CompileOutcome::loaded;
   write( fmt::format( "{} chip {} in {:.1f} ms; {}\n\n", loaded ? "loaded into" : "not loaded into", profile.name,
                       milliseconds, loaded ? proofText( proved ) : "not verified" ) );
@@ -228,7 +225,8 @@ void showLintCount( Host::LocatedPolicy const& located ) {
 int compileForAll( Host::Policy const& policy, CompileOptions const& options ) {
   bool allFit = true;
   Host::OutputFile output( options.output );
-  for ( Host::ChipProfile const& profile : Host::builtInProfiles() ) {
+  for ( Host::ChipProfile profile : Host::builtInProfiles() ) {
+    if ( options.placement ) profile.labelPlacement = *options.placement;
     Host::SoftwareChip chip( kChip, profile );
     CompileResult const result = compiled( policy, chip, options ).compile;
     bool const fits = result.outcome == CompileOutcome::loaded || isLeftUnproved( result, options );
@@ -246,16 +244,53 @@ int compileForAll( Host::Policy const& policy, CompileOptions const& options ) {
   return allFit ? kDone : kAnswerIsNo;
 }
 
+/// A line for the plain expansion and one for each placement. Done when every table is proved.
+int comparePlacements( Host::Policy const& policy, Host::ChipProfile const& profile, CompileOptions const& options ) {
+  constexpr std::array<LabelPlacement, 2> kPlacements = { LabelPlacement::costOrder, LabelPlacement::nested };
+  Host::OutputFile output( options.output );
+  std::uint64_t const plain = Host::plainEntries( policy );
+  double const rules = static_cast<double>( std::max<std::uint64_t>( 1, rulesIn( policy ) ) );
+  output.write( fmt::format( "{:<10}{:>13}{:>8}{:>11}{:>7}{:>14}  bits\n", "placement", "entries", "a rule",
+                             "addresses", "ports", "label entries" ) );
+  output.write(
+      fmt::format( "{:<10}{:>13}{:>8.3f}\n", "plain", grouped( plain ), static_cast<double>( plain ) / rules ) );
+  bool allGood = true;
+  for ( LabelPlacement const placement : kPlacements ) {
+    auto const figures = Host::figuresOf( policy, profile, placement,
+                                          options.verify ? Host::ProofMode::prove : Host::ProofMode::loadNothing );
+    CompileResult const& result = figures.result.compile;
+    bool const good = result.outcome == CompileOutcome::loaded || isLeftUnproved( result, options );
+    allGood = allGood && good;
+    std::string line = fmt::format( "{:<10}", Kiv::stringValue( placement ) );
+    if ( figures.isCompiled() ) {
+      line += fmt::format( "{:>13}{:>8.3f}{:>11.3f}{:>7.3f}{:>14} ", grouped( figures.entries ),
+                           static_cast<double>( figures.entries ) / rules, figures.addressListLength,
+                           figures.portListLength, grouped( figures.labelEntries ) );
+      for ( Host::TableBits const& table : figures.tables )
+        line += fmt::format( " {} {}{}", table.table, table.bits, &table == &figures.tables.back() ? "" : "," );
+    }
+    output.write( line + ( good ? "\n" : fmt::format( "  {}\n", result.message ) ) );
+  }
+  output.commit();
+  return allGood ? kDone : kAnswerIsNo;
+}
+
 }  // namespace
 
 int compile( CompileOptions const& options ) {
   Host::Diagnostics diagnostics;
   auto const located = readPolicy( options.policy, diagnostics );
   bool const forAll = options.chip == "all";
-  auto const profile = forAll ? Host::builtInProfiles().front() : readChip( options.chip, diagnostics );
+  auto profile = forAll ? Host::builtInProfiles().front() : readChip( options.chip, diagnostics );
   show( diagnostics, options.console );
   if ( !located || !profile ) return kQuestionIsWrong;
   if ( !options.console.quiet && options.format == CompileFormat::summary ) showLintCount( *located );
+  if ( options.placement ) profile->labelPlacement = *options.placement;
+  if ( options.comparePlacements && forAll ) {
+    showError( "placements are compared on one chip; give --chip a name or a file", options.console );
+    return kQuestionIsWrong;
+  }
+  if ( options.comparePlacements ) return comparePlacements( located->policy, *profile, options );
   if ( forAll ) return compileForAll( located->policy, options );
 
   Host::SoftwareChip chip( kChip, *profile );

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Orvex/OrvexHwCapability.h"
 #include "formats/InstanceNode.h"
 #include "policy/ClassbenchReader.h"
 
@@ -44,6 +46,10 @@ struct CompileOptions {
   /// A built-in chip's name, a profile's file, or "all".
   std::string chip = "default";
   CompileFormat format = CompileFormat::summary;
+  /// In place of the profile's.
+  std::optional<LabelPlacement> placement;
+  /// Print what each placement comes to.
+  bool comparePlacements = false;
   /// Or else nothing is loaded.
   bool verify = true;
   std::string output = "-";

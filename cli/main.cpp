@@ -126,6 +126,16 @@ class CommandLine {
         ->transform( oneOf<CompileFormat>( { { "summary", CompileFormat::summary },
                                              { "table", CompileFormat::table },
                                              { "json", CompileFormat::json } } ) );
+    auto* const placement = compile
+                                .add_option_function<LabelPlacement>(
+                                    "--placement", [this]( LabelPlacement value ) { compile_.placement = value; },
+                                    "how labels are placed, whatever the chip says: costOrder or nested" )
+                                ->transform( oneOf<LabelPlacement>( { { "costOrder", LabelPlacement::costOrder },
+                                                                      { "nested", LabelPlacement::nested } } ) );
+    compile
+        .add_flag( "--compare-placements", compile_.comparePlacements,
+                   "what each placement comes to, beside plain prefix expansion" )
+        ->excludes( placement );
     compile.add_flag_callback(
         "--no-verify", [this] { compile_.verify = false; },
         "do not prove the table equal to the policy; nothing is loaded then" );

@@ -87,11 +87,27 @@ ChipProfile makePermitting() {
   return profile;
 }
 
+ChipProfile makeCostOrder() {
+  ChipProfile profile = makeDefault();
+  profile.name = "cost-order";
+  profile.description =
+      "The default chip, with the labels of the largest sets placed first: what nested placement saves";
+  profile.labelPlacement = LabelPlacement::costOrder;
+  return profile;
+}
+
+std::vector<ChipProfile> makeAll() {
+  std::vector<ChipProfile> profiles = { makeDefault(),  makeSmall(), makeWide(),
+                                        makeCombined(), makeRaw(),   makePermitting() };
+  for ( ChipProfile& profile : profiles ) profile.labelPlacement = LabelPlacement::nested;
+  profiles.push_back( makeCostOrder() );
+  return profiles;
+}
+
 }  // namespace
 
 std::vector<ChipProfile> const& builtInProfiles() {
-  static std::vector<ChipProfile> const profiles = { makeDefault(),  makeSmall(), makeWide(),
-                                                     makeCombined(), makeRaw(),   makePermitting() };
+  static std::vector<ChipProfile> const profiles = makeAll();
   return profiles;
 }
 

@@ -10,7 +10,7 @@
 ///      "combos": {"srcDstL4Port": {"width": 8}},
 ///      "capacities": {"ruleEntries": 4096, "ipv4PrefixEntries": 16384, "ipv6PrefixEntries": 8192,
 ///                     "rangeEntries": 512, "comboEntries": "unlimited"},
-///      "hitfulPolicy": "deny", "labelPlacement": "costOrder"}
+///      "hitfulPolicy": "deny", "labelPlacement": "nested"}
 ///
 /// Schema, name and the four prefix tables must be there. Ranges and combinations that are not named are off, an invalid
 /// value is 0 and a capacity 0 unless given, the policy during hitful loads is "deny".

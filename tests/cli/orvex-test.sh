@@ -70,6 +70,15 @@ run 0 compile "$examples/datacentre.acl"
 run 0 compile small.acl --chip all
 [ "$(wc -l <output)" -ge 4 ] || fail "--chip all has too few lines"
 
+# Placements. The nested one is at least as good in every table of the example, and the profile's choice can be overridden.
+run 0 compile "$examples/datacentre.acl" --compare-placements && says output "plain" && says output "costOrder"
+awk '{ gsub( ",", "", $2 ); entries[$1] = $2 } END { exit !( entries["nested"] <= entries["costOrder"] ) }' output ||
+  fail "nested placement takes more entries than the cost order"
+run 0 compile "$examples/datacentre.acl" --format json --chip cost-order -o cost-order.json
+run 0 compile "$examples/datacentre.acl" --format json --placement costOrder
+cmp -s output cost-order.json || fail "--placement costOrder is not what the chip cost-order does"
+run 2 compile small.acl --compare-placements --placement nested
+
 says_loaded() { says output "loaded into chip default" && says output "proved equal to the policy"; }
 run 0 compile small.acl && says_loaded
 run 0 compile small.acl --no-verify && says output "not loaded into chip default" && says messages "not proved"
