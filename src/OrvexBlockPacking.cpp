@@ -82,20 +82,38 @@ class Rounding {
     return best;
   }
 
-  /// The lowest price at which all fits, and as many nodes as possible at the price below.
+  /// Two ways are tried: the lowest price at which all fits, and all roundings for the smaller nodes with none for the larger.
   void giveUpRoundings() {
+    std::stable_sort( order_.begin(), order_.end(),
+                      [this]( std::uint32_t a, std::uint32_t b ) { return rounded_[a] < rounded_[b]; } );
     int low = 0;
     int high = kPriceSteps;
     while ( high - low > 1 ) {
       int const middle = ( low + high ) / 2;
       ( fits( middle, middle, order_.size() ) ? high : low ) = middle;
     }
+    std::size_t const cheapNodes = mostNodes( low, high );
+    std::size_t const freeNodes = mostNodes( 0, kPriceSteps );
+    KIV_CHECK( fits( 0, kPriceSteps, freeNodes ) );
+    std::uint64_t const cost = weightedBlocks();
+    KIV_CHECK( fits( low, high, cheapNodes ) );
+    if ( cost < weightedBlocks() ) fits( 0, kPriceSteps, freeNodes );
+  }
+
+  /// How many nodes can have the low price when the others have the high one, roughly.
+  std::size_t mostNodes( int lowStep, int highStep ) {
     std::size_t nodes = 0;
     for ( std::size_t tooMany = order_.size(); tooMany - nodes > 1 + order_.size() / kNodeSteps; ) {
       std::size_t const middle = ( nodes + tooMany ) / 2;
-      ( fits( low, high, middle ) ? nodes : tooMany ) = middle;
+      ( fits( lowStep, highStep, middle ) ? nodes : tooMany ) = middle;
     }
-    KIV_CHECK( fits( low, high, nodes ) );
+    return nodes;
+  }
+
+  std::uint64_t weightedBlocks() const {
+    std::uint64_t sum = 0;
+    for ( std::uint32_t const node : order_ ) sum += tree_.weight( node ) * blocksOf( rounded_[node] );
+    return sum;
   }
 
   /// What a node has wasted, nodes within it can have.

@@ -20,7 +20,7 @@
 ///
 /// Invariants: (1) labels have different values, none the reserved one; (2) it never fails where there are as many values as
 /// labels; (3) where everything fits, each node is one aligned block that holds no label from outside.
-/// Cost: O(n) in nodes and labels for each price that is tried, of which there are at most 20.
+/// Cost: O(n) in nodes and labels for each of up to 30 prices that are tried, and a sort where not everything fits.
 
 #include <cstdint>
 #include <vector>
