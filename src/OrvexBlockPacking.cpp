@@ -20,7 +20,7 @@ constexpr int kPriceFraction = 17;
 constexpr int kPriceSteps = 4 * ( 24 + 5 + kPriceFraction );
 
 /// How finely the nodes are divided that have the price below.
-constexpr std::size_t kNodeSteps = 256;
+constexpr std::size_t kNodeSteps = 64;
 
 std::uint64_t priceOf( int step ) {
   if ( step == 0 ) return 0;

@@ -16,9 +16,9 @@ struct Interval {
 
 /// By set.
 std::vector<Interval> intervalsOf( CrossingSets const& sets ) {
-  std::vector<Interval> intervals( sets.weights.size() );
-  for ( std::uint32_t part = 0; part != sets.parts.size(); ++part )
-    for ( std::uint32_t const set : sets.parts[part].sets ) {
+  std::vector<Interval> intervals( sets.weights().size() );
+  for ( std::uint32_t part = 0; part != sets.partCount(); ++part )
+    for ( std::uint32_t const set : sets.setsOf( part ) ) {
       intervals[set].first = std::min( intervals[set].first, part );
       intervals[set].last = part;
       ++intervals[set].parts;
@@ -50,13 +50,13 @@ class SpanTable {
 class IntervalProgramme {
  public:
   explicit IntervalProgramme( CrossingSets const& sets )
-      : count_( static_cast<std::uint32_t>( sets.parts.size() ) ),
+      : count_( sets.partCount() ),
         weights_( std::size_t{ count_ } * count_, 0 ),
         cuts_( std::size_t{ count_ } * count_, 0 ),
         saved_( count_ ),
         sizes_( count_ ) {
     weighSpans( sets );
-    for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.parts[part].size );
+    for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.sizeOf( part ) );
     for ( std::uint32_t length = 2; length <= count_; ++length )
       for ( std::uint32_t first = 0; first + length <= count_; ++first )
         if ( weight( first, first + length - 1 ) != 0 ) solve( first, first + length - 1 );
@@ -79,7 +79,7 @@ class IntervalProgramme {
   void weighSpans( CrossingSets const& sets ) {
     auto const intervals = intervalsOf( sets );
     for ( std::size_t set = 0; set != intervals.size(); ++set )
-      if ( intervals[set].parts != 0 ) weight( intervals[set].first, intervals[set].last ) += sets.weights[set];
+      if ( intervals[set].parts != 0 ) weight( intervals[set].first, intervals[set].last ) += sets.weights()[set];
     for ( std::uint32_t length = count_; length-- > 1; )
       for ( std::uint32_t first = 0; first + length <= count_; ++first ) {
         std::uint32_t const last = first + length - 1;
@@ -157,7 +157,7 @@ bool areIntervals( CrossingSets const& sets ) {
 }
 
 std::vector<Joint> intervalJoints( CrossingSets const& sets ) {
-  KIV_CHECK( sets.parts.size() <= kProgrammeParts && areIntervals( sets ) );
+  KIV_CHECK( sets.partCount() <= kProgrammeParts && areIntervals( sets ) );
   return IntervalProgramme( sets ).joints();
 }
 

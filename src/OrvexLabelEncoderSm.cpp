@@ -1,5 +1,7 @@
 #include "Orvex/OrvexLabelEncoderSm.h"
 
+#include <bit>
+
 #include "Kiv/Instantiate.h"
 #include "Kiv/Trace.h"
 #include "Orvex/OrvexByteHash.h"
@@ -24,6 +26,14 @@ void addEntries( EncodedLabelRangeList const& ranges, std::uint32_t bitWidth,
                  Kiv::Ptr<EncodedLabelWithMaskList> const& entries ) {
   auto const merger = rangeMergerFactory( bitWidth, entries );
   for ( EncodedLabelRange const& range : ranges.encLabelRange() ) merger->doMergeRange( range.start, range.end );
+}
+
+/// A range of one aligned block is one entry.
+bool isOneBlock( EncodedLabelRangeList const& ranges ) {
+  if ( ranges.encLabelRange().size() != 1 ) return false;
+  EncodedLabelRange const range = *ranges.encLabelRange().begin();
+  std::uint32_t const size = std::uint32_t{ range.end } - range.start + 1;
+  return std::has_single_bit( size ) && range.start % size == 0;
 }
 
 /// Of an allocation whose ranges are blocks: no set takes more than one entry.
@@ -151,6 +161,10 @@ std::uint64_t LabelEncoderSm::weightedEntries( EncodedLabelAllocStatus const& al
   for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges && sum < limit; ++ranges ) {
     std::uint64_t const users = usersOf( ranges.key() );
     if ( users == 0 ) continue;
+    if ( isOneBlock( *ranges.value() ) ) {
+      sum += users;
+      continue;
+    }
     auto known = entriesOfRanges.find( addressOf( ranges.value() ) );
     if ( !known ) {
       auto const entries = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );

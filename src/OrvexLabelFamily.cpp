@@ -88,11 +88,14 @@ std::optional<std::uint32_t> LabelFamily::setOf( Kiv::Ptr<PlainLabels const> con
   return setOfList_.find( addressOf( list.get() ) );
 }
 
-PlainLabel LabelFamily::plainLabel( std::uint32_t label ) const {
-  auto const behind = std::upper_bound( runs_.begin(), runs_.end(), label,
-                                        []( std::uint32_t wanted, Run const& run ) { return wanted < run.label; } );
-  Run const& run = *std::prev( behind );
-  return PlainLabel( run.interval.first + ( label - run.label ) );
+std::vector<PlainLabel> LabelFamily::plainLabels() const {
+  std::vector<PlainLabel> labels;
+  labels.reserve( labelCount_ );
+  for ( Run const& run : runs_ )
+    for ( std::uint32_t plain = run.interval.first;
+          labels.size() != run.label + std::size_t{ 1 } + ( run.interval.last - run.interval.first ); ++plain )
+      labels.emplace_back( plain );
+  return labels;
 }
 
 }  // namespace Orvex

@@ -40,13 +40,16 @@ void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, Reserve
   std::vector<std::uint16_t> values =
       packedBlocks( nestedSetsTree( family ), bitWidth, reserved,
                     isReserved ? ReservedValue::reachable : ReservedValue::unreachable );
+  encoderStatus.plainToEncodedLabelReserve( family.labelCount() );
+  std::vector<PlainLabel> const plainLabels = family.plainLabels();
   for ( std::uint32_t label = 0; label != family.labelCount(); ++label )
-    encoderStatus.plainToEncodedLabelIs( family.plainLabel( label ), EncodedLabel( values[label] ) );
+    encoderStatus.plainToEncodedLabelIs( plainLabels[label], EncodedLabel( values[label] ) );
 
   std::vector<std::uint16_t> taken = values;
   if ( isReserved ) taken.push_back( reserved );
   auto const ranges = rangesOfSets( family, values, BlockCover( bitWidth, taken ) );
   auto const noRanges = Kiv::make<EncodedLabelRangeList>();
+  allocStatus.keyToEncLabelListReserve( lists.plainLabelList().size() );
   for ( auto list = lists.plainLabelList().begin(); list; ++list ) {
     auto const set = family.setOf( list.value()->labels() );
     allocStatus.keyToEncLabelListIs( list.key(), set ? ranges[*set] : noRanges );

@@ -45,7 +45,7 @@ class NestedSets {
     nested_.back().crossing = static_cast<std::uint32_t>( crossings_.size() );
     crossings_.push_back( partsOf( sets ) );
     std::uint32_t const first = tree_.nodeCount();
-    for ( std::size_t part = 0; part != crossings_.back().parts.size(); ++part ) tree_.nodeIs( parent, 0 );
+    for ( std::uint32_t part = crossings_.back().partCount(); part != 0; --part ) tree_.nodeIs( parent, 0 );
     for ( std::uint32_t const set : sets )
       for ( std::uint32_t const label : family_.labelsOf( set ) ) {
         if ( partOfLabel_[label] == kNone ) continue;
@@ -79,24 +79,26 @@ class NestedSets {
   CrossingSets numberedParts( std::span<std::uint32_t const> sets, std::vector<std::uint32_t> const& labels,
                               std::size_t cuts ) {
     std::vector<std::uint32_t> numbers( cuts, kNone );
-    CrossingSets crossing;
+    std::uint32_t parts = 0;
     for ( std::uint32_t const label : labels ) {
       std::uint32_t& number = numbers[partOfLabel_[label]];
-      if ( number == kNone ) {
-        number = static_cast<std::uint32_t>( crossing.parts.size() );
-        crossing.parts.emplace_back();
-      }
+      if ( number == kNone ) number = parts++;
       partOfLabel_[label] = number;
     }
+    std::vector<CrossingSets::Holding> holdings;
+    std::vector<std::uint64_t> weights;
+    std::vector<std::uint32_t> lastSet( parts, kNone );
     for ( std::uint32_t const set : sets ) {
-      auto const number = static_cast<std::uint32_t>( crossing.weights.size() );
-      crossing.weights.push_back( family_.weightOf( set ) );
+      auto const number = static_cast<std::uint32_t>( weights.size() );
+      weights.push_back( family_.weightOf( set ) );
       for ( std::uint32_t const label : family_.labelsOf( set ) ) {
-        auto& holders = crossing.parts[partOfLabel_[label]].sets;
-        if ( holders.empty() || holders.back() != number ) holders.push_back( number );
+        std::uint32_t const part = partOfLabel_[label];
+        if ( lastSet[part] == number ) continue;
+        lastSet[part] = number;
+        holdings.push_back( { part, number } );
       }
     }
-    return crossing;
+    return { parts, holdings, std::move( weights ) };
   }
 
   /// From the inside out: what a class needs must be known where it is a part of another.
@@ -118,15 +120,16 @@ class NestedSets {
   /// The values of the blocks that are left side by side.
   std::uint64_t arrangeCrossing( Nested const& nested, std::vector<std::uint64_t> const& values ) {
     CrossingSets& crossing = crossings_[nested.crossing];
-    auto const partCount = static_cast<std::uint32_t>( crossing.parts.size() );
+    std::uint32_t const partCount = crossing.partCount();
     std::vector<std::uint32_t> nodes( partCount );
     std::vector<std::uint64_t> sizes( partCount );
     for ( std::uint32_t part = 0; part != partCount; ++part ) {
       nodes[part] = nested.firstNode + part;
       std::uint64_t weight = 0;
-      for ( std::uint32_t const set : crossing.parts[part].sets ) weight += crossing.weights[set];
+      for ( std::uint32_t const set : crossing.setsOf( part ) ) weight += crossing.weights()[set];
       tree_.weightIs( nodes[part], weight );
-      sizes[part] = crossing.parts[part].size = blockFor( values[nodes[part]] );
+      sizes[part] = blockFor( values[nodes[part]] );
+      crossing.sizeOfIs( part, sizes[part] );
     }
     for ( Joint const& joint : jointsOf( crossing ) ) {
       std::uint32_t const node = tree_.nodeIs( nested.parent, joint.weight );
@@ -146,7 +149,7 @@ class NestedSets {
 
   std::vector<Joint> jointsOf( CrossingSets const& crossing ) {
     if ( !areIntervals( crossing ) ) return pairingJoints( crossing );
-    std::uint64_t const parts = crossing.parts.size();
+    std::uint64_t const parts = crossing.partCount();
     std::uint64_t const sums = parts * parts * parts / 6;
     if ( parts > kProgrammeParts || sums > work_ ) return neighbourJoints( crossing );
     work_ -= sums;

@@ -19,9 +19,11 @@ constexpr std::size_t kCandidates = 32;
 
 class Pairing {
  public:
-  explicit Pairing( CrossingSets const& sets ) : weights_( sets.weights ), partCount_( sets.parts.size() ) {
-    blocks_.reserve( 2 * partCount_ );
-    for ( auto const& part : sets.parts ) blocks_.push_back( { part.size, part.sets, {}, kNone } );
+  explicit Pairing( CrossingSets const& sets ) : weights_( sets.weights() ), partCount_( sets.partCount() ) {
+    blocks_.reserve( 2 * std::size_t{ partCount_ } );
+    for ( std::uint32_t part = 0; part != partCount_; ++part )
+      blocks_.push_back(
+          { sets.sizeOf( part ), Numbers( sets.setsOf( part ).begin(), sets.setsOf( part ).end() ), {}, kNone } );
   }
 
   std::vector<Joint> joined() {
@@ -171,7 +173,7 @@ class Pairing {
   }
 
   std::vector<std::uint64_t> const& weights_;
-  std::size_t partCount_;
+  std::uint32_t partCount_;
   std::vector<Block> blocks_;
   std::priority_queue<Proposal> proposals_;
   std::vector<Joint> joints_;

@@ -11,20 +11,49 @@
 /// OrvexIntervalProgramme.h and the pairing of OrvexPairing.h, find such a tree; it is handed over as a list of joints.
 
 #include <cstdint>
+#include <iterator>
+#include <numeric>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace Orvex {
 
-struct CrossingSets {
-  struct Part {
-    /// The values of the block that the part needs; a power of two.
-    std::uint64_t size = 1;
-    /// The sets that hold it, ascending.
-    std::vector<std::uint32_t> sets;
+class CrossingSets {
+ public:
+  /// That a set holds a part.
+  struct Holding {
+    std::uint32_t part;
+    std::uint32_t set;
   };
 
-  std::vector<Part> parts;
-  std::vector<std::uint64_t> weights;  // by set
+  CrossingSets() = default;
+  /// Each holding once, ascending by set. Parts take one value until they are given another size.
+  CrossingSets( std::uint32_t parts, std::span<Holding const> holdings, std::vector<std::uint64_t> weights )
+      : weights_( std::move( weights ) ), sizes_( parts, 1 ), starts_( parts + std::size_t{ 1 }, 0 ) {
+    for ( Holding const& holding : holdings ) ++starts_[holding.part + 1];
+    std::partial_sum( starts_.begin(), starts_.end(), starts_.begin() );
+    sets_.resize( holdings.size() );
+    std::vector<std::uint32_t> next( starts_.begin(), std::prev( starts_.end() ) );
+    for ( Holding const& holding : holdings ) sets_[next[holding.part]++] = holding.set;
+  }
+
+  std::uint32_t partCount() const { return static_cast<std::uint32_t>( sizes_.size() ); }
+  /// The sets that hold the part, ascending.
+  std::span<std::uint32_t const> setsOf( std::uint32_t part ) const {
+    return std::span( sets_ ).subspan( starts_[part], starts_[part + 1] - starts_[part] );
+  }
+  /// The values of the block that the part needs; a power of two.
+  std::uint64_t sizeOf( std::uint32_t part ) const { return sizes_[part]; }
+  void sizeOfIs( std::uint32_t part, std::uint64_t size ) { sizes_[part] = size; }
+  /// By set.
+  std::vector<std::uint64_t> const& weights() const { return weights_; }
+
+ private:
+  std::vector<std::uint64_t> weights_;
+  std::vector<std::uint64_t> sizes_;
+  std::vector<std::uint32_t> starts_;
+  std::vector<std::uint32_t> sets_;
 };
 
 /// Two parts, or what joints before have joined, become one block. The first joint has the number behind the last part's.

@@ -56,6 +56,7 @@ class EncodedLabelAllocStatus : public Kiv::Entity {
   void keyToEncLabelListIs( GenSetKey key, Kiv::Ptr<EncodedLabelRangeList> const& list ) {
     keyToEncLabelList_.set( key, list );
   }
+  void keyToEncLabelListReserve( std::size_t size ) { keyToEncLabelList_.reserve( size ); }
 
   /// "finishedSuccess", or "finishedFailed" when there are more labels than values.
   StageStatusType status() const { return status_; }

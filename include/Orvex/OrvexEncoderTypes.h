@@ -27,6 +27,7 @@ class EncoderStatus : public StageStatus {
  public:
   Kiv::HashMap2018<PlainLabel, EncodedLabel> const& plainToEncodedLabel() const { return plainToEncodedLabel_; }
   void plainToEncodedLabelIs( PlainLabel plain, EncodedLabel encoded ) { plainToEncodedLabel_.set( plain, encoded ); }
+  void plainToEncodedLabelReserve( std::size_t size ) { plainToEncodedLabel_.reserve( size ); }
   void plainToEncodedLabelDel( PlainLabel plain ) { plainToEncodedLabel_.erase( plain ); }
   void plainToEncodedLabelDelAll() { plainToEncodedLabel_.clear(); }
   bool plainToEncodedLabelHas( PlainLabel plain ) const { return plainToEncodedLabel_.has( plain ); }

@@ -40,7 +40,8 @@ class LabelFamily {
 
   /// The set of a list; none for a list without labels.
   std::optional<std::uint32_t> setOf( Kiv::Ptr<PlainLabels const> const& list ) const;
-  PlainLabel plainLabel( std::uint32_t label ) const;
+  /// By label.
+  std::vector<PlainLabel> plainLabels() const;
 
  private:
   /// Neighbouring plain labels, and the number of the first.

@@ -324,22 +324,22 @@ TEST( OverlapClasses, AreTheSetsThatOverlapDirectlyOrThroughOthers ) {
   }
 }
 
-/// The weighted number of aligned blocks of the best placement of five parts in 16 values that keeps their order.
+/// The weighted number of aligned blocks of the best placement of a part each in 16 values that keeps their order.
 std::uint64_t leastBlocksInOrder( CrossingSets const& sets ) {
   std::uint64_t best = ~std::uint64_t{ 0 };
   for ( std::uint32_t chosen = 0; chosen != 1U << 16; ++chosen ) {
     std::vector<std::uint16_t> values;
     for ( std::uint16_t value = 0; value != 16; ++value )
       if ( ( chosen >> value & 1U ) != 0 ) values.push_back( value );
-    if ( values.size() != sets.parts.size() ) continue;
+    if ( values.size() != sets.partCount() ) continue;
     BlockCover const cover( 4, values );
     std::uint64_t sum = 0;
-    for ( std::uint32_t set = 0; set != sets.weights.size(); ++set ) {
+    for ( std::uint32_t set = 0; set != sets.weights().size(); ++set ) {
       std::vector<std::uint16_t> own;
-      for ( std::size_t part = 0; part != values.size(); ++part )
-        if ( std::count( sets.parts[part].sets.begin(), sets.parts[part].sets.end(), set ) != 0 )
+      for ( std::uint32_t part = 0; part != sets.partCount(); ++part )
+        if ( std::count( sets.setsOf( part ).begin(), sets.setsOf( part ).end(), set ) != 0 )
           own.push_back( values[part] );
-      sum += sets.weights[set] * cover.blocksOf( own ).size();
+      sum += sets.weights()[set] * cover.blocksOf( own ).size();
     }
     best = std::min( best, sum );
   }
@@ -350,16 +350,18 @@ TEST( IntervalProgramme, SavesWhatTheBestPlacementInOrderSaves ) {
   for ( std::uint64_t seed = 1; seed <= 12; ++seed ) {
     SCOPED_TRACE( seed );
     std::mt19937_64 random( seed );
-    CrossingSets sets;
-    sets.parts.resize( 3 + random() % 3 );
+    std::uint32_t const parts = 3 + static_cast<std::uint32_t>( random() % 3 );
+    std::vector<CrossingSets::Holding> holdings;
+    std::vector<std::uint64_t> weights;
     std::uint64_t apart = 0;
     for ( std::uint32_t set = 0; set != 4; ++set ) {
-      sets.weights.push_back( 1 + random() % 5 );
-      std::size_t const first = random() % sets.parts.size();
-      std::size_t const end = first + 1 + random() % ( sets.parts.size() - first );
-      for ( std::size_t part = first; part != end; ++part ) sets.parts[part].sets.push_back( set );
-      apart += sets.weights.back() * ( end - first );
+      weights.push_back( 1 + random() % 5 );
+      auto const first = static_cast<std::uint32_t>( random() % parts );
+      std::uint32_t const end = first + 1 + static_cast<std::uint32_t>( random() % ( parts - first ) );
+      for ( std::uint32_t part = first; part != end; ++part ) holdings.push_back( { part, set } );
+      apart += weights.back() * ( end - first );
     }
+    CrossingSets const sets( parts, holdings, weights );
     for ( Joint const& joint : intervalJoints( sets ) ) apart -= joint.weight;
     EXPECT_EQ( leastBlocksInOrder( sets ), apart );
   }
