@@ -116,22 +116,24 @@ class Rounding {
     return sum;
   }
 
-  /// What a node has wasted, nodes within it can have.
+  /// What a node has wasted, nodes within it can have. Outer nodes come first.
   void spendRest() {
-    for ( auto node = order_.rbegin(); node != order_.rend(); ++node ) {
-      if ( tree_.weight( *node ) == 0 ) continue;
-      std::uint32_t const parent = tree_.parent( *node );
-      std::uint64_t const limit =
-          rounded_[*node] + ( parent == BlockTree::kRoot ? space_ : rounded_[parent] ) - values_[parent];
-      std::uint64_t best = rounded_[*node];
-      for ( std::uint64_t next = best; blocksOf( next ) > 1; ) {
-        next = roundedUp( next );
-        if ( next > limit ) break;
-        if ( blocksOf( next ) < blocksOf( best ) ) best = next;
-      }
-      values_[parent] += best - rounded_[*node];
-      rounded_[*node] = best;
+    for ( std::size_t at = order_.size(); at-- != 0; )
+      if ( tree_.weight( order_[at] ) != 0 ) spendRest( order_[at] );
+  }
+
+  void spendRest( std::uint32_t node ) {
+    std::uint32_t const parent = tree_.parent( node );
+    std::uint64_t const limit =
+        rounded_[node] + ( parent == BlockTree::kRoot ? space_ : rounded_[parent] ) - values_[parent];
+    std::uint64_t best = rounded_[node];
+    for ( std::uint64_t next = best; blocksOf( next ) > 1; ) {
+      next = roundedUp( next );
+      if ( next > limit ) break;
+      if ( blocksOf( next ) < blocksOf( best ) ) best = next;
     }
+    values_[parent] += best - rounded_[node];
+    rounded_[node] = best;
   }
 
   BlockTree const& tree_;

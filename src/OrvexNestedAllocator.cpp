@@ -1,28 +1,9 @@
 #include "Orvex/OrvexNestedAllocator.h"
 
-#include "Orvex/OrvexBlockCover.h"
 #include "Orvex/OrvexLabelFamily.h"
-#include "Orvex/OrvexNestedSets.h"
+#include "Orvex/OrvexSetFields.h"
 
 namespace Orvex {
-
-namespace {
-
-std::vector<Kiv::Ptr<EncodedLabelRangeList>> rangesOfSets( LabelFamily const& family,
-                                                           std::vector<std::uint16_t> const& values,
-                                                           BlockCover const& cover ) {
-  std::vector<Kiv::Ptr<EncodedLabelRangeList>> ranges;
-  ranges.reserve( family.setCount() );
-  std::vector<std::uint16_t> valuesOfSet;
-  for ( std::uint32_t set = 0; set != family.setCount(); ++set ) {
-    valuesOfSet.clear();
-    for ( std::uint32_t const label : family.labelsOf( set ) ) valuesOfSet.push_back( values[label] );
-    ranges.push_back( Kiv::make<EncodedLabelRangeList>( cover.blocksOf( valuesOfSet ) ) );
-  }
-  return ranges;
-}
-
-}  // namespace
 
 void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, ReservedValue kind,
                      EncoderConfig const& config, GenSetUsageInfo const& usage, EncoderStatus& encoderStatus,
@@ -37,17 +18,16 @@ void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, Reserve
   // A reserved value that the width cannot show is no value of the table.
   bool const isReserved = kind == ReservedValue::reachable && reservedLabel.value() < size;
   std::uint16_t const reserved = reservedLabel.value() < size ? reservedLabel.value() : std::uint16_t{ 0 };
-  std::vector<std::uint16_t> values =
-      packedBlocks( nestedSetsTree( family ), bitWidth, reserved,
-                    isReserved ? ReservedValue::reachable : ReservedValue::unreachable );
+  PlacedSets placed = placedWithFields( family, bitWidth, reserved,
+                                        isReserved ? ReservedValue::reachable : ReservedValue::unreachable );
   encoderStatus.plainToEncodedLabelReserve( family.labelCount() );
   std::vector<PlainLabel> const plainLabels = family.plainLabels();
   for ( std::uint32_t label = 0; label != family.labelCount(); ++label )
-    encoderStatus.plainToEncodedLabelIs( plainLabels[label], EncodedLabel( values[label] ) );
+    encoderStatus.plainToEncodedLabelIs( plainLabels[label], EncodedLabel( placed.values[label] ) );
 
-  std::vector<std::uint16_t> taken = values;
-  if ( isReserved ) taken.push_back( reserved );
-  auto const ranges = rangesOfSets( family, values, BlockCover( bitWidth, taken ) );
+  std::vector<Kiv::Ptr<EncodedLabelRangeList>> ranges;
+  ranges.reserve( family.setCount() );
+  for ( auto& blocks : placed.blocks ) ranges.push_back( Kiv::make<EncodedLabelRangeList>( std::move( blocks ) ) );
   auto const noRanges = Kiv::make<EncodedLabelRangeList>();
   allocStatus.keyToEncLabelListReserve( lists.plainLabelList().size() );
   for ( auto list = lists.plainLabelList().begin(); list; ++list ) {

@@ -105,11 +105,10 @@ class NestedSets {
   void arrange() {
     std::vector<std::uint64_t> values( tree_.nodeCount(), 0 );
     for ( std::uint32_t label = 0; label != tree_.labelCount(); ++label ) ++values[tree_.parentOfLabel( label )];
-    for ( auto nested = nested_.rbegin(); nested != nested_.rend(); ++nested ) {
-      if ( nested->crossing == kNone )
-        values[nested->parent] += blockFor( values[nested->firstNode] );
-      else
-        values[nested->parent] += arrangeCrossing( *nested, values );
+    for ( std::size_t at = nested_.size(); at-- != 0; ) {
+      Nested const& nested = nested_[at];
+      values[nested.parent] +=
+          nested.crossing == kNone ? blockFor( values[nested.firstNode] ) : arrangeCrossing( nested, values );
     }
   }
 

@@ -16,6 +16,8 @@ constexpr std::size_t kAllPairs = 256;
 /// Places that a part looks ahead in an order, and candidates that a new block looks at most.
 constexpr std::size_t kReach = 8;
 constexpr std::size_t kCandidates = 32;
+/// Up to so many parts two ways are tried.
+constexpr std::uint32_t kBothWays = 4096;
 
 class Pairing {
  public:
@@ -26,13 +28,16 @@ class Pairing {
           { sets.sizeOf( part ), Numbers( sets.setsOf( part ).begin(), sets.setsOf( part ).end() ), {}, kNone } );
   }
 
-  std::vector<Joint> joined() {
+  /// Pairs with at least so many sets in common first, and then all that a set holds.
+  std::vector<Joint> joined( std::size_t leastCommon ) {
+    leastCommon_ = leastCommon;
     std::size_t before = 0;
     do {
       before = joints_.size();
       proposeAmongRoots();
       joinBestFirst();
     } while ( joints_.size() != before );
+    joinSets();
     return std::move( joints_ );
   }
 
@@ -74,18 +79,21 @@ class Pairing {
     return block;
   }
 
+  /// 0 where the blocks have too few sets in common.
   std::uint64_t commonWeight( std::uint32_t a, std::uint32_t b ) const {
     std::uint64_t weight = 0;
+    std::size_t common = 0;
     auto const& first = blocks_[a].sets;
     auto const& second = blocks_[b].sets;
     for ( auto x = first.begin(), y = second.begin(); x != first.end() && y != second.end(); ) {
-      if ( *x == *y ) weight += weights_[*x];
       bool const both = *x == *y;
+      if ( both ) weight += weights_[*x];
+      if ( both ) ++common;
       bool const stepFirst = both || *x < *y;
       if ( both || !stepFirst ) ++y;
       if ( stepFirst ) ++x;
     }
-    return weight;
+    return common < leastCommon_ ? 0 : weight;
   }
 
   void propose( std::uint32_t a, std::uint32_t b ) {
@@ -135,28 +143,34 @@ class Pairing {
   }
 
   void join( Proposal const& pair ) {
-    auto const number = static_cast<std::uint32_t>( blocks_.size() );
-    Block block{ joinedSize( blocks_[pair.a].size, blocks_[pair.b].size ), {}, {}, kNone };
-    std::set_intersection( blocks_[pair.a].sets.begin(), blocks_[pair.a].sets.end(), blocks_[pair.b].sets.begin(),
-                           blocks_[pair.b].sets.end(), std::back_inserter( block.sets ) );
-    blocks_[pair.a].joinedTo = blocks_[pair.b].joinedTo = number;
-    blocks_.push_back( std::move( block ) );
-    joints_.push_back( { pair.a, pair.b, pair.weight } );
     Numbers const candidates = candidatesOf( pair.a, pair.b );
-    for ( std::uint32_t const half : { pair.a, pair.b } ) {
+    std::uint32_t const number = joinedBlock( pair.a, pair.b );
+    proposeHeaviest( number, candidates );
+  }
+
+  std::uint32_t joinedBlock( std::uint32_t a, std::uint32_t b ) {
+    auto const number = static_cast<std::uint32_t>( blocks_.size() );
+    Block block{ joinedSize( blocks_[a].size, blocks_[b].size ), {}, {}, kNone };
+    std::set_intersection( blocks_[a].sets.begin(), blocks_[a].sets.end(), blocks_[b].sets.begin(),
+                           blocks_[b].sets.end(), std::back_inserter( block.sets ) );
+    std::uint64_t weight = 0;
+    for ( std::uint32_t const set : block.sets ) weight += weights_[set];
+    blocks_.push_back( std::move( block ) );
+    joints_.push_back( { a, b, weight } );
+    for ( std::uint32_t const half : { a, b } ) {
+      blocks_[half].joinedTo = number;
       blocks_[half].sets = {};
       blocks_[half].candidates = {};
     }
-    proposeHeaviest( number, candidates );
+    return number;
   }
 
   /// The candidates of both, or what has taken them in meanwhile.
   Numbers candidatesOf( std::uint32_t a, std::uint32_t b ) {
-    std::uint32_t const joined = rootOf( a );
     Numbers candidates;
     for ( std::uint32_t const half : { a, b } )
       for ( std::uint32_t const candidate : blocks_[half].candidates )
-        if ( std::uint32_t const root = rootOf( candidate ); root != joined ) candidates.push_back( root );
+        if ( std::uint32_t const root = rootOf( candidate ); root != a && root != b ) candidates.push_back( root );
     std::sort( candidates.begin(), candidates.end() );
     candidates.erase( std::unique( candidates.begin(), candidates.end() ), candidates.end() );
     return candidates;
@@ -172,7 +186,48 @@ class Pairing {
     for ( auto const& [weight, candidate] : weighed ) propose( block, candidate, weight );
   }
 
+  /// What is left is in few sets together. One set after the other gets all its blocks that no other has got, the one that
+  /// saves most first: so each block is in one set's, and as few sets as possible get any.
+  void joinSets() {
+    std::vector<Numbers> blocksOfSet( weights_.size() );
+    for ( std::uint32_t block = 0; block != blocks_.size(); ++block )
+      if ( isRoot( block ) )
+        for ( std::uint32_t const set : blocks_[block].sets ) blocksOfSet[set].push_back( block );
+    std::priority_queue<std::pair<std::uint64_t, std::uint32_t>> sets;
+    auto const push = [&]( std::uint32_t set ) {
+      std::size_t const count = blocksOfSet[set].size();
+      if ( count > 1 && weights_[set] != 0 ) sets.emplace( weights_[set] * ( count - 1 ), set );
+    };
+    for ( std::uint32_t set = 0; set != weights_.size(); ++set ) push( set );
+    while ( !sets.empty() ) {
+      std::uint32_t const set = sets.top().second;
+      sets.pop();
+      std::size_t const before = blocksOfSet[set].size();
+      std::erase_if( blocksOfSet[set], [this]( std::uint32_t block ) { return !isRoot( block ); } );
+      if ( blocksOfSet[set].size() == before )
+        joinAll( blocksOfSet[set] );
+      else
+        push( set );
+    }
+  }
+
+  /// The two smallest again and again, which wastes least.
+  void joinAll( Numbers const& blocks ) {
+    using Sized = std::pair<std::uint64_t, std::uint32_t>;
+    std::priority_queue<Sized, std::vector<Sized>, std::greater<>> smallest;
+    for ( std::uint32_t const block : blocks ) smallest.emplace( blocks_[block].size, block );
+    while ( smallest.size() > 1 ) {
+      std::uint32_t const a = smallest.top().second;
+      smallest.pop();
+      std::uint32_t const b = smallest.top().second;
+      smallest.pop();
+      std::uint32_t const joined = joinedBlock( a, b );
+      smallest.emplace( blocks_[joined].size, joined );
+    }
+  }
+
   std::vector<std::uint64_t> const& weights_;
+  std::size_t leastCommon_ = 1;
   std::uint32_t partCount_;
   std::vector<Block> blocks_;
   std::priority_queue<Proposal> proposals_;
@@ -181,7 +236,17 @@ class Pairing {
 
 }  // namespace
 
-std::vector<Joint> pairingJoints( CrossingSets const& sets ) { return Pairing( sets ).joined(); }
+std::vector<Joint> pairingJoints( CrossingSets const& sets ) {
+  auto const saved = []( std::vector<Joint> const& joints ) {
+    std::uint64_t sum = 0;
+    for ( Joint const& joint : joints ) sum += joint.weight;
+    return sum;
+  };
+  std::vector<Joint> byPairs = Pairing( sets ).joined( 1 );
+  if ( sets.partCount() > kBothWays ) return byPairs;
+  std::vector<Joint> bySets = Pairing( sets ).joined( 2 );
+  return saved( bySets ) > saved( byPairs ) ? bySets : byPairs;
+}
 
 std::vector<Joint> neighbourJoints( CrossingSets const& sets ) { return Pairing( sets ).joinedInOrder(); }
 

@@ -10,6 +10,8 @@
 ///            ->  values         blocks inside blocks, within the width    (OrvexBlockPacking.h)
 ///            ->  ranges         what each set matches                     (OrvexBlockCover.h)
 ///
+/// and, where sets cross and there are bits left over, fields beside the blocks for some of them (OrvexSetFields.h).
+///
 /// Invariants of a successful allocation: (1) every label of every list has one value, and no two have the same; (2) the
 /// reserved value is not among them; (3) the ranges of a set hold the values of its labels, and otherwise only values that no
 /// label has, the reserved one only where no packet can have it; (4) it succeeds where the other way does.

@@ -7,6 +7,10 @@
 ///
 ///     a {1 2 3}   b {1 2}   c {3}        a with b: 1 and 2        then nothing: c is in neither
 ///
+/// Where pairs with one set in common are many and alike, it matters more that few sets get blocks of what is left: so the
+/// other way joins pairs with two sets in common or more, and then gives each set in turn, the one that saves most first, all
+/// that no other has got. The better of both is taken.
+///
 /// Not all pairs are looked at when there are many. Parts stand in orders in which those with common sets are near each other,
 /// and each is a candidate for those beside it; a block inherits the candidates of its two halves. When no candidates are left,
 /// what remains is ordered anew. Where parts lie on a line, only neighbours are joined.
