@@ -125,7 +125,7 @@ class Ports {
 
  private:
   static std::string text( std::uint32_t first, std::uint32_t last ) {
-    return std::to_string( first ) + " : " + std::to_string( last );
+    return std::to_string( first ).append( " : " ).append( std::to_string( last ) );
   }
 
   std::vector<std::uint32_t> single_;

@@ -188,6 +188,8 @@ PlacedSets placedWithFields( LabelFamily const& family, std::uint32_t widthBits,
   std::vector<std::uint32_t> all( family.setCount() );
   for ( std::uint32_t set = 0; set != all.size(); ++set ) all[set] = set;
   TreeSets tree = treeSets( family, all );
+  // Labels that no set tells apart, which no transform makes, would come to lie on one value.
+  if ( tree.family.labelCount() != family.labelCount() ) return best;
   PlacedSets inTree = best;
   std::vector<SetField> fields;
   std::uint32_t usedBits = 0;

@@ -17,7 +17,8 @@
 /// as the reserved value has, whose field is 0.
 ///
 /// Fields are taken one after the other, each for the sets with the most entries beyond the first as the tree stands then,
-/// of the size that saves most a bit, until no bits are left or nothing is saved.
+/// of the size that saves most a bit, until no bits are left or nothing is saved. There are none where two labels are in the
+/// same sets, since nothing would keep these apart.
 ///
 /// Invariants: (1) sets of a field are disjoint; (2) labels have different values, none the reserved one.
 /// Cost: that of the tree for each field, of which there are kMostFields at most.

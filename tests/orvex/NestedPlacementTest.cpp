@@ -110,6 +110,21 @@ Family randomFamily( std::mt19937_64& random, std::uint32_t labels, std::uint32_
   return family;
 }
 
+/// As a transform makes them: each label in other sets than the others. So many labels that some bits are left over.
+Family randomToldApart( std::mt19937_64& random, std::uint32_t labels, std::uint32_t sets ) {
+  Family family( sets );
+  for ( Used& set : family ) set.users = 1 + static_cast<std::uint32_t>( random() % 4 );
+  std::set<std::set<std::uint64_t>> groups;
+  for ( std::uint32_t label = 0; label != labels; ) {
+    std::set<std::uint64_t> group;
+    for ( std::uint64_t count = 1 + random() % 3; count != 0; --count ) group.insert( random() % sets );
+    if ( !groups.insert( group ).second ) continue;
+    for ( std::uint64_t const set : group ) family[set].labels.push_back( label );
+    ++label;
+  }
+  return family;
+}
+
 /// Sets of neighbours that nest, under a set of all.
 Family randomNestedFamily( std::mt19937_64& random, std::uint32_t labels ) {
   Family family;
@@ -206,13 +221,15 @@ TEST( NestedPlacement, MatchesASetsLabelsAloneAndTakesNoMoreEntriesThanTheCostOr
   for ( std::uint64_t seed = 1; seed <= 120; ++seed ) {
     SCOPED_TRACE( seed );
     std::mt19937_64 random( seed );
-    std::uint32_t const width = 2 + static_cast<std::uint32_t>( random() % 6 );
+    std::uint32_t const width = 4 + static_cast<std::uint32_t>( random() % 4 );
     std::uint32_t const capacity = ( 1U << width ) - 1;
     // Often as many labels as there are values for them.
-    std::uint32_t const labels = seed % 3 == 0 ? capacity : 1 + static_cast<std::uint32_t>( random() % capacity );
-    Family const family = seed % 2 == 0
-                              ? randomFamily( random, labels, 2 + static_cast<std::uint32_t>( random() % 20 ) )
-                              : randomNestedFamily( random, labels );
+    std::uint32_t labels = random() % 3 == 0 ? capacity : 1 + static_cast<std::uint32_t>( random() % capacity );
+    auto const sets = 8 + static_cast<std::uint32_t>( random() % 12 );
+    if ( seed % 3 == 2 ) labels = std::min( labels, capacity / 4 );
+    Family const family = seed % 3 == 0   ? randomFamily( random, labels, sets )
+                          : seed % 3 == 1 ? randomNestedFamily( random, labels )
+                                          : randomToldApart( random, labels, sets );
     auto const reserved = static_cast<std::uint32_t>( random() % ( capacity + 1 ) );
     Encoded const nested( family, width, reserved, LabelPlacement::nested );
     Encoded const costOrder( family, width, reserved, LabelPlacement::costOrder );
