@@ -1,7 +1,7 @@
 /// What encoding costs: a kick of an encoder over labels as a transform leaves them, and the merging of one large set.
 ///
 /// The sets are runs of neighbouring labels, 1 to 64 long, most of them short, which overlap as nested prefix lists do; every
-/// label is in some set.
+/// label is in some set. Or they nest as prefixes do, a set for each label. Both placements of labels.
 
 #include <benchmark/benchmark.h>
 
@@ -34,7 +34,7 @@ Kiv::Ptr<PrefixXformStatus> overlappingRuns( std::uint32_t labels ) {
   return status;
 }
 
-/// Prefixes as networks have them: sets in sets, each with a label of its own, every third with labels of its sets alone.
+/// Sets in sets, each with a label of its own, the next outer one's beside it.
 Kiv::Ptr<PrefixXformStatus> nestedPrefixes( std::uint32_t labels ) {
   std::mt19937_64 random( 3 );
   auto status = Kiv::make<PrefixXformStatus>( kKey );
@@ -87,15 +87,13 @@ void encode( benchmark::State& state, LabelPlacement placement,
       benchmark::Counter( static_cast<double>( labels ) * 1e-9,
                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert );
 }
-#define ENCODE( placement, policy )                                                    \
-  BENCHMARK_CAPTURE( encode, policy##_##placement, LabelPlacement::placement, policy ) \
-      ->Arg( 6000 )                                                                    \
-      ->Arg( 60000 )                                                                   \
-      ->Unit( benchmark::kMillisecond )
-ENCODE( costOrder, overlappingRuns );
-ENCODE( nested, overlappingRuns );
-ENCODE( costOrder, nestedPrefixes );
-ENCODE( nested, nestedPrefixes );
+void sizes( benchmark::internal::Benchmark* benchmark ) {
+  benchmark->Arg( 6000 )->Arg( 60000 )->Unit( benchmark::kMillisecond );
+}
+BENCHMARK_CAPTURE( encode, runsCostOrder, LabelPlacement::costOrder, overlappingRuns )->Apply( sizes );
+BENCHMARK_CAPTURE( encode, runsNested, LabelPlacement::nested, overlappingRuns )->Apply( sizes );
+BENCHMARK_CAPTURE( encode, prefixesCostOrder, LabelPlacement::costOrder, nestedPrefixes )->Apply( sizes );
+BENCHMARK_CAPTURE( encode, prefixesNested, LabelPlacement::nested, nestedPrefixes )->Apply( sizes );
 
 void mergeEveryLabel( benchmark::State& state ) {
   auto const all = Kiv::make<EncodedLabelWithMaskList>( GenSetKey( 1 ) );

@@ -21,6 +21,8 @@ constexpr int kPriceSteps = 4 * ( 24 + 5 + kPriceFraction );
 
 /// How finely the nodes are divided that have the price below.
 constexpr std::size_t kNodeSteps = 64;
+/// Up to so many nodes two ways to give up roundings are tried.
+constexpr std::size_t kBothWays = 8192;
 
 std::uint64_t priceOf( int step ) {
   if ( step == 0 ) return 0;
@@ -28,6 +30,13 @@ std::uint64_t priceOf( int step ) {
 }
 
 std::uint64_t blocksOf( std::uint64_t values ) { return static_cast<std::uint64_t>( std::popcount( values ) ); }
+
+bool isOneBlock( std::uint64_t values ) { return ( values & ( values - 1 ) ) == 0; }
+
+/// How many blocks there are of the lowest one's size, twice that, and so on without a gap. Rounding up makes one of them.
+std::uint64_t lowestRun( std::uint64_t values ) {
+  return static_cast<std::uint64_t>( std::countr_one( values >> std::countr_zero( values ) ) );
+}
 
 /// The next rounding, with fewer blocks or as many: the lowest of them is doubled, and those that then meet are joined.
 std::uint64_t roundedUp( std::uint64_t values ) { return values + ( values & ( ~values + 1 ) ); }
@@ -67,14 +76,16 @@ class Rounding {
 
   std::uint64_t cheapest( std::uint32_t node, std::uint64_t price ) const {
     std::uint64_t const values = values_[node];
-    if ( std::has_single_bit( values ) || tree_.weight( node ) == 0 ) return values;
-    std::uint64_t const weight = std::min( tree_.weight( node ), kLargestWeight );
+    if ( isOneBlock( values ) || tree_.weight( node ) == 0 ) return values;
+    std::uint64_t const weight = std::min( tree_.weight( node ), kLargestWeight ) << kPriceFraction;
+    std::uint64_t blocks = blocksOf( values );
     std::uint64_t best = values;
-    std::uint64_t bestCost = weight * blocksOf( values ) << kPriceFraction;
-    for ( std::uint64_t next = values; blocksOf( next ) > 1; ) {
+    std::uint64_t bestCost = weight * blocks;
+    for ( std::uint64_t next = values; !isOneBlock( next ); ) {
+      blocks -= lowestRun( next ) - 1;
       next = roundedUp( next );
       if ( next > space_ ) break;
-      std::uint64_t const cost = ( weight * blocksOf( next ) << kPriceFraction ) + price * ( next - values );
+      std::uint64_t const cost = weight * blocks + price * ( next - values );
       if ( cost >= bestCost ) continue;
       best = next;
       bestCost = cost;
@@ -82,7 +93,8 @@ class Rounding {
     return best;
   }
 
-  /// Two ways are tried: the lowest price at which all fits, and all roundings for the smaller nodes with none for the larger.
+  /// The lowest price at which all fits. Of few nodes each matters, and a second way is tried: all roundings for the smaller
+  /// nodes, and none for the larger.
   void giveUpRoundings() {
     std::stable_sort( order_.begin(), order_.end(),
                       [this]( std::uint32_t a, std::uint32_t b ) { return rounded_[a] < rounded_[b]; } );
@@ -93,6 +105,10 @@ class Rounding {
       ( fits( middle, middle, order_.size() ) ? high : low ) = middle;
     }
     std::size_t const cheapNodes = mostNodes( low, high );
+    if ( order_.size() > kBothWays ) {
+      KIV_CHECK( fits( low, high, cheapNodes ) );
+      return;
+    }
     std::size_t const freeNodes = mostNodes( 0, kPriceSteps );
     KIV_CHECK( fits( 0, kPriceSteps, freeNodes ) );
     std::uint64_t const cost = weightedBlocks();
@@ -127,7 +143,7 @@ class Rounding {
     std::uint64_t const limit =
         rounded_[node] + ( parent == BlockTree::kRoot ? space_ : rounded_[parent] ) - values_[parent];
     std::uint64_t best = rounded_[node];
-    for ( std::uint64_t next = best; blocksOf( next ) > 1; ) {
+    for ( std::uint64_t next = best; !isOneBlock( next ); ) {
       next = roundedUp( next );
       if ( next > limit ) break;
       if ( blocksOf( next ) < blocksOf( best ) ) best = next;

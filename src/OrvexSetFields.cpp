@@ -184,7 +184,8 @@ PlacedSets placedInBlocks( LabelFamily const& family, std::uint32_t widthBits, s
 PlacedSets placedWithFields( LabelFamily const& family, std::uint32_t widthBits, std::uint16_t reservedValue,
                              ReservedValue kind ) {
   PlacedSets best = placedInBlocks( family, widthBits, reservedValue, kind );
-  if ( best.weightedEntries == family.weight() ) return best;
+  bool const hasSpareBit = family.labelCount() >> ( widthBits - 1 ) == 0;
+  if ( best.weightedEntries == family.weight() || !hasSpareBit ) return best;
   std::vector<std::uint32_t> all( family.setCount() );
   for ( std::uint32_t set = 0; set != all.size(); ++set ) all[set] = set;
   TreeSets tree = treeSets( family, all );
