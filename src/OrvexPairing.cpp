@@ -14,8 +14,8 @@ constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
 /// Up to so many parts every pair is a candidate.
 constexpr std::size_t kAllPairs = 256;
 /// Places that a part looks ahead in an order, and candidates that a new block looks at most.
-constexpr std::size_t kReach = 8;
-constexpr std::size_t kCandidates = 32;
+constexpr std::size_t kReach = 4;
+constexpr std::size_t kCandidates = 12;
 /// Up to so many parts two ways are tried.
 constexpr std::uint32_t kBothWays = 4096;
 

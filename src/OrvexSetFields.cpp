@@ -11,6 +11,8 @@ namespace Orvex {
 namespace {
 
 constexpr std::uint32_t kNone = ~std::uint32_t{ 0 };
+/// A field that saves less than this part of the entries beyond the first is not worth another tree.
+constexpr std::uint64_t kLeastShare = 128;
 
 /// The sets that are left for the tree, over the labels that they tell apart.
 struct TreeSets {
@@ -95,6 +97,9 @@ class FieldChooser {
       best = saved / bits;
       bestCount = disjoint.sets.size();
     }
+    std::uint64_t all = 0;
+    for ( auto const& [entries, set] : excess ) all += entries;
+    if ( best * static_cast<std::uint64_t>( std::bit_width( bestCount ) ) < all / kLeastShare ) bestCount = 0;
     disjoint.sets.resize( bestCount );
     disjoint.bits = static_cast<std::uint32_t>( std::bit_width( bestCount ) );
     return disjoint;
