@@ -38,7 +38,7 @@ constexpr std::uint32_t kMostFieldBits = 9;
 
 struct PlacedSets {
   std::vector<std::uint16_t> values;                   // by label
-  std::vector<std::vector<EncodedLabelRange>> blocks;  // by set, ascending
+  std::vector<std::vector<EncodedLabelRange>> blocks;  // by set
   /// Entries of all sets by their weights: blocks, and one for a set of a field.
   std::uint64_t weightedEntries = 0;
 };

@@ -1,5 +1,6 @@
-/// Writes the snapshot of one of three policies, as text, to standard output. Its SHA-256 is committed beside the test's name:
-/// the same policy gives the same snapshot whatever compiled the compiler, and wherever its memory lies.
+/// Writes the snapshot of one of three policies, one of them with either placement of labels, as text, to standard output. Its
+/// SHA-256 is committed beside the test's name: the same policy gives the same snapshot whatever compiled the compiler, and
+/// wherever its memory lies.
 
 #include <cstdlib>
 #include <iostream>
@@ -30,7 +31,7 @@ void fill( ChipHwCapability& chip, bool prefixCombos ) {
 }
 
 Kiv::Ptr<AclConfigColl> policyNamed( std::string_view name ) {
-  if ( name == "lists" ) return Bench::makeListPolicy( {} ).config;
+  if ( name == "lists" || name == "nested" ) return Bench::makeListPolicy( {} ).config;
   if ( name == "stress" ) {
     auto parameters = Bench::stressParameters();
     parameters.family = Vell::AddressFamily::ipv6;
@@ -51,11 +52,12 @@ Kiv::Ptr<AclConfigColl> policyNamed( std::string_view name ) {
 
 int main( int argc, char** argv ) {
   if ( argc != 2 ) {
-    std::cerr << "usage: snapshot_digest lists|stress|random\n";
+    std::cerr << "usage: snapshot_digest lists|nested|stress|random\n";
     return 2;
   }
   Test::TestChip chip;
   fill( *chip.capability, std::string_view( argv[1] ) == "random" );
+  if ( std::string_view( argv[1] ) == "nested" ) chip.capability->labelPlacementIs( LabelPlacement::nested );
   chip.policy = policyNamed( argv[1] );
   if ( chip.compile() != OrvexProgress::orvexFinishedSuccess ) {
     std::cerr << chip.rootStatus->kickMessage() << "\n";

@@ -32,8 +32,8 @@ std::string textOf( Family const& family ) {
   std::string text;
   for ( Used const& set : family ) {
     text += "{";
-    for ( std::uint32_t const label : set.labels ) text += " " + std::to_string( label );
-    text += " } x " + std::to_string( set.users ) + "  ";
+    for ( std::uint32_t const label : set.labels ) text.append( " " ).append( std::to_string( label ) );
+    text.append( " } x " ).append( std::to_string( set.users ) ).append( "  " );
   }
   return text;
 }
