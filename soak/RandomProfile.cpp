@@ -8,6 +8,10 @@ namespace {
 
 enum class Style : std::uint32_t { wide, narrow, everyWidth };
 
+LabelPlacement placement( Random& random ) {
+  return random.percent( 50 ) ? LabelPlacement::nested : LabelPlacement::costOrder;
+}
+
 class ProfileMaker {
  public:
   explicit ProfileMaker( Random& random ) : random_( random ), style_( static_cast<Style>( random.between( 0, 2 ) ) ) {}
@@ -26,6 +30,7 @@ class ProfileMaker {
     bool const isTight = random_.percent( 10 );
     for ( Resource const resource : kResources )
       made.capacities[resource] = isTight && random_.percent( 50 ) ? random_.between( 1, 100 ) : kUnlimited;
+    made.labelPlacement = placement( random_ );
     return made;
   }
 
@@ -54,6 +59,7 @@ ChipProfile widestProfile( Random& random ) {
   for ( ComboLabelSetType const type : kCombos )
     if ( random.percent( 50 ) ) made.combo( type ).widthBits = EncodingAttr::kMaxWidth;
   for ( Resource const resource : kResources ) made.capacities[resource] = kUnlimited;
+  made.labelPlacement = placement( random );
   return made;
 }
 

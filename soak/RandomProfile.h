@@ -4,7 +4,7 @@
 /// much there is room for.
 ///
 /// A third of them is wide, so that most policies fit; a third narrow, where labels just suffice or just do not; in a third
-/// every table has a width of its own, of all that a profile allows. Few have little room.
+/// every table has a width of its own, of all that a profile allows. Few have little room. Labels are placed either way.
 
 #include "chip/ChipProfile.h"
 #include "packets/Random.h"
