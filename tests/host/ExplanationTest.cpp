@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "RandomPolicy.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "RandomPolicy.h"
 #include "host/SeedRange.h"
 #include "host/TestChips.h"
 #include "packets/BoundaryPackets.h"

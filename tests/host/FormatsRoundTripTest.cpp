@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "RandomPolicy.h"
 #include "formats/ClassbenchWriter.h"
 #include "formats/OpenConfigWriter.h"
 #include "formats/Rfc8519Writer.h"
 #include "host/InstanceTexts.h"
 #include "host/PolicyNotation.h"
-#include "RandomPolicy.h"
 #include "host/SeedRange.h"
 #include "policy/AclTextReader.h"
 #include "policy/ClassbenchReader.h"

@@ -4,9 +4,9 @@
 
 #include <iostream>
 
+#include "RandomPolicy.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "RandomPolicy.h"
 #include "host/SeedRange.h"
 #include "host/TestChips.h"
 #include "packets/BoundaryPackets.h"
