@@ -26,15 +26,12 @@ struct Command {
   std::vector<std::string> choices;
 };
 
-/// The command line tells the choices of an option only as text: "TEXT:{auto,never}", "ENUM:value in {acl->1,json->2} OR ...".
+/// The command line tells the choices of an option only as text: "TEXT:{auto,never}".
 std::vector<std::string> choicesOf( std::string const& typeName ) {
-  std::vector<std::string> choices;
   std::size_t const open = typeName.find( '{' );
   std::size_t const close = typeName.find( '}', open );
-  if ( open == std::string::npos || close == std::string::npos ) return choices;
-  for ( std::string const& each : CLI::detail::split( typeName.substr( open + 1, close - open - 1 ), ',' ) )
-    choices.push_back( each.substr( 0, each.find( "->" ) ) );
-  return choices;
+  if ( open == std::string::npos || close == std::string::npos ) return {};
+  return CLI::detail::split( typeName.substr( open + 1, close - open - 1 ), ',' );
 }
 
 /// Groups of options are subcommands without names.

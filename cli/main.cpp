@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Completion.h"
 #include "Inputs.h"
@@ -66,9 +67,20 @@ std::map<std::string, PolicyFormat> const& policyFormats() {
   return formats;
 }
 
+/// Takes a name for its value.
 template <class Value>
-auto oneOf( std::map<std::string, Value> const& names ) {
-  return CLI::CheckedTransformer( names );
+CLI::Validator oneOf( std::map<std::string, Value> const& names ) {
+  std::vector<std::string> all;
+  all.reserve( names.size() );
+  for ( auto const& [name, value] : names ) all.push_back( name );
+  return CLI::Validator(
+      [names, all]( std::string& text ) {
+        auto const named = names.find( text );
+        if ( named == names.end() ) return fmt::format( "{} is none of {}", text, fmt::join( all, ", " ) );
+        text = std::to_string( static_cast<unsigned>( named->second ) );
+        return std::string();
+      },
+      fmt::format( "{{{}}}", fmt::join( all, "," ) ) );
 }
 
 void addConsole( CLI::App& command, ConsoleOptions& options ) {
