@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
+#include "host/BadCorpus.h"
 #include "policy/AclTextReader.h"
 
 namespace Orvex::Host::Test {
@@ -13,19 +11,6 @@ namespace Orvex::Host::Test {
 namespace {
 
 std::filesystem::path const kCorpus = ORVEX_BAD_POLICIES;
-
-std::vector<std::string> corpusNames() {
-  std::vector<std::string> names;
-  for ( auto const& each : std::filesystem::directory_iterator( kCorpus ) )
-    if ( each.path().extension() == ".acl" ) names.push_back( each.path().stem().string() );
-  std::sort( names.begin(), names.end() );
-  return names;
-}
-
-std::string contentOf( std::filesystem::path const& path ) {
-  std::ifstream file( path, std::ios::binary );
-  return { std::istreambuf_iterator<char>( file ), {} };
-}
 
 std::string errorsOf( std::string text ) {
   Diagnostics diagnostics;
@@ -56,11 +41,8 @@ TEST_P( AclTextErrors, AreAllToldWithPlaceAndRemedy ) {
   EXPECT_EQ( contentOf( GetParam() + ".expected" ), diagnostics.text() );
 }
 
-INSTANTIATE_TEST_SUITE_P( Corpus, AclTextErrors, testing::ValuesIn( corpusNames() ), []( auto const& test ) {
-  std::string name = test.param;
-  std::replace( name.begin(), name.end(), '-', '_' );
-  return name;
-} );
+INSTANTIATE_TEST_SUITE_P( Corpus, AclTextErrors, testing::ValuesIn( corpusNames( kCorpus, ".acl" ) ),
+                          []( auto const& test ) { return testNameOf( test.param ); } );
 
 TEST( AclTextLongLine, IsReadAndShownInPart ) {
   std::string const ports( 10'000'000 / 3, '9' );

@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
+#include "host/BadCorpus.h"
 #include "host/InstanceTexts.h"
 
 namespace Orvex::Host::Test {
@@ -13,19 +11,6 @@ namespace Orvex::Host::Test {
 namespace {
 
 std::filesystem::path const kCorpus = ORVEX_BAD_INSTANCES;
-
-std::vector<std::string> corpusNames() {
-  std::vector<std::string> names;
-  for ( auto const& each : std::filesystem::directory_iterator( kCorpus ) )
-    if ( each.path().extension() == ".json" ) names.push_back( each.path().stem().string() );
-  std::sort( names.begin(), names.end() );
-  return names;
-}
-
-std::string contentOf( std::filesystem::path const& path ) {
-  std::ifstream file( path, std::ios::binary );
-  return { std::istreambuf_iterator<char>( file ), {} };
-}
 
 class InstanceErrors : public testing::TestWithParam<std::string> {};
 
@@ -47,11 +32,8 @@ TEST_P( InstanceErrors, AreAllToldWithPathPlaceAndRemedy ) {
   EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), reading.diagnostics.text() );
 }
 
-INSTANTIATE_TEST_SUITE_P( Corpus, InstanceErrors, testing::ValuesIn( corpusNames() ), []( auto const& test ) {
-  std::string name = test.param;
-  std::replace( name.begin(), name.end(), '-', '_' );
-  return name;
-} );
+INSTANTIATE_TEST_SUITE_P( Corpus, InstanceErrors, testing::ValuesIn( corpusNames( kCorpus, ".json" ) ),
+                          []( auto const& test ) { return testNameOf( test.param ); } );
 
 TEST( SkippedAcls, GoWholeAndWithAWarningForEach ) {
   auto const reading = readInstance( kMixed, Unsupported::skipsAcl );

@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "chip/BuiltInProfiles.h"
+#include "host/BadCorpus.h"
 #include "host/TestChips.h"
 
 namespace Orvex::Host::Test {
@@ -15,19 +13,6 @@ namespace Orvex::Host::Test {
 namespace {
 
 std::filesystem::path const kCorpus = ORVEX_BAD_PROFILES;
-
-std::vector<std::string> corpusNames() {
-  std::vector<std::string> names;
-  for ( auto const& each : std::filesystem::directory_iterator( kCorpus ) )
-    if ( each.path().extension() == ".json" ) names.push_back( each.path().stem().string() );
-  std::sort( names.begin(), names.end() );
-  return names;
-}
-
-std::string contentOf( std::filesystem::path const& path ) {
-  std::ifstream file( path, std::ios::binary );
-  return { std::istreambuf_iterator<char>( file ), {} };
-}
 
 class BadProfile : public testing::TestWithParam<std::string> {};
 
@@ -43,11 +28,8 @@ TEST_P( BadProfile, IsToldWithPlaceAndRemedy ) {
   EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), diagnostics.text() );
 }
 
-INSTANTIATE_TEST_SUITE_P( Corpus, BadProfile, testing::ValuesIn( corpusNames() ), []( auto const& test ) {
-  std::string name = test.param;
-  std::replace( name.begin(), name.end(), '-', '_' );
-  return name;
-} );
+INSTANTIATE_TEST_SUITE_P( Corpus, BadProfile, testing::ValuesIn( corpusNames( kCorpus, ".json" ) ),
+                          []( auto const& test ) { return testNameOf( test.param ); } );
 
 TEST( ProfileJson, AProfileThatIsWrittenIsReadAsItWas ) {
   std::vector<ChipProfile> profiles = builtInProfiles();
