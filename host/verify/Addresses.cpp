@@ -70,11 +70,13 @@ std::vector<Stretch> stretchesOf( std::span<PrefixValue const> prefixes, std::ui
 
 std::vector<Stretch> stretchesOf( Host::PrefixList const& list ) {
   std::vector<PrefixValue> prefixes;
+  prefixes.reserve( list.prefixes.size() + list.excepts.size() );
   for ( Vell::IpGenPrefix const& prefix : list.prefixes ) prefixes.push_back( { prefix, 1 } );
   for ( Vell::IpGenPrefix const& prefix : list.excepts ) prefixes.push_back( { prefix, 0 } );
   // The same prefix as both is a prefix: of equal ones the first is kept.
-  std::stable_sort( prefixes.begin(), prefixes.end(),
-                    []( PrefixValue const& a, PrefixValue const& b ) { return a.prefix < b.prefix; } );
+  auto const ascends = []( PrefixValue const& a, PrefixValue const& b ) { return a.prefix < b.prefix; };
+  if ( !std::is_sorted( prefixes.begin(), prefixes.end(), ascends ) )
+    std::stable_sort( prefixes.begin(), prefixes.end(), ascends );
   auto const equalPrefixes = []( PrefixValue const& a, PrefixValue const& b ) { return a.prefix == b.prefix; };
   prefixes.erase( std::unique( prefixes.begin(), prefixes.end(), equalPrefixes ), prefixes.end() );
   return stretchesOf( prefixes, 0 );

@@ -78,22 +78,21 @@ AtomSets::Id AtomSets::keep( AtomSet set ) {
   }
   AtomSet const& kept = sets_.back();
   intervals_ += kept.size();
-  bounds_.push_back( kept.empty() ? Interval() : Interval{ kept.front().first, kept.back().last } );
+  extents_.push_back( kept.empty() ? Extent() : Extent{ { kept.front().first, kept.back().last }, kept.size() == 1 } );
   return fresh;
 }
 
 AtomSets::Id AtomSets::intersection( Id a, Id b ) {
   if ( a == b ) return a;
   if ( a == kEmpty || b == kEmpty ) return kEmpty;
-  Interval const boundsA = bounds_[static_cast<std::size_t>( a )];
-  Interval const boundsB = bounds_[static_cast<std::size_t>( b )];
-  if ( boundsA.last < boundsB.first || boundsB.last < boundsA.first ) return kEmpty;
-  auto const covers = [&]( Id outer, Interval const& inner ) {
-    AtomSet const& set = ( *this )[outer];
-    return set.size() == 1 && set.front().first <= inner.first && inner.last <= set.front().last;
+  Extent const inA = extent( a );
+  Extent const inB = extent( b );
+  if ( areApart( inA.bounds, inB.bounds ) ) return kEmpty;
+  auto const covers = []( Extent const& outer, Interval const& inner ) {
+    return outer.isInterval && outer.bounds.first <= inner.first && inner.last <= outer.bounds.last;
   };
-  if ( covers( a, boundsB ) ) return b;
-  if ( covers( b, boundsA ) ) return a;
+  if ( covers( inA, inB.bounds ) ) return b;
+  if ( covers( inB, inA.bounds ) ) return a;
   std::uint64_t const pair = a < b ? pairOf( a, b ) : pairOf( b, a );
   if ( auto const known = intersections_.find( pair ); known != intersections_.end() ) return known->second;
   return intersections_[pair] = keep( intersectionOf( ( *this )[a], ( *this )[b] ) );

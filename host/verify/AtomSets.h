@@ -50,8 +50,14 @@ class AtomSets {
   Id intersection( Id a, Id b );
   /// What is in `a` and not in `b`.
   Id difference( Id a, Id b );
-  bool disjoint( Id a, Id b ) { return intersection( a, b ) == kEmpty; }
-  bool contains( Id outer, Id inner ) { return intersection( outer, inner ) == inner; }
+  bool disjoint( Id a, Id b ) {
+    if ( a == b || a == kEmpty || b == kEmpty ) return a == kEmpty || b == kEmpty;
+    Extent const& inA = extent( a );
+    Extent const& inB = extent( b );
+    if ( areApart( inA.bounds, inB.bounds ) ) return true;
+    return ( !inA.isInterval || !inB.isInterval ) && intersection( a, b ) == kEmpty;
+  }
+  bool contains( Id outer, Id inner ) { return outer == inner || intersection( outer, inner ) == inner; }
 
   /// About what all sets and what is remembered take.
   std::size_t bytes() const;
@@ -65,14 +71,21 @@ class AtomSets {
     AtomSets const* sets;
     bool operator()( Id a, Id b ) const { return ( *sets )[a] == ( *sets )[b]; }
   };
+  /// The first and the last atom of a set, and whether it has all between them.
+  struct Extent {
+    Interval bounds;
+    bool isInterval = false;
+  };
   using Known = std::unordered_map<std::uint64_t, Id>;
 
   /// Requires: the set is in the one form.
   Id keep( AtomSet set );
+  Extent const& extent( Id id ) const { return extents_[static_cast<std::size_t>( id )]; }
+  static bool areApart( Interval const& a, Interval const& b ) { return a.last < b.first || b.last < a.first; }
 
   std::deque<AtomSet> sets_;
-  std::vector<Interval> bounds_;  // the first and the last atom of each set
-  std::size_t intervals_ = 0;     // of all sets
+  std::vector<Extent> extents_;  // by id
+  std::size_t intervals_ = 0;    // of all sets
   std::unordered_set<Id, ContentHash, ContentEqual> ids_;
   Known intersections_;
   Known differences_;

@@ -139,8 +139,9 @@ void KeyTables::readCombination( PDData const& snapshot, TableShape const& shape
 
 // From entries to packets
 
-std::vector<Box> KeyTables::boxesOf( Projections const& lists ) {
+std::span<Box const> KeyTables::boxesOf( Projections const& lists ) {
   enum EntryField : std::size_t { source, destination, prefixCombo, sport, dport, portCombo, others, head = 12, flags };
+  boxes_.clear();
   Box box = space_.all();
   box[kSourceDimension] = atomsOf( kSourceDimension, lists[source] );
   box[kDestinationDimension] = atomsOf( kDestinationDimension, lists[destination] );
@@ -153,27 +154,26 @@ std::vector<Box> KeyTables::boxesOf( Projections const& lists ) {
   AtomSets::Id& fragment = box[dimensionOf( Field::fragment )];
   fragment = sets_.intersection( fragment, fragmentsOf( lists[head] ) );
   box[kFlagsDimension] = atomsOf( kFlagsDimension, lists[flags] );
-  if ( std::find( box.begin(), box.end(), AtomSets::kEmpty ) != box.end() ) return {};
+  if ( std::find( box.begin(), box.end(), AtomSets::kEmpty ) != box.end() ) return boxes_;
 
-  std::vector<Box> boxes;
-  for ( auto const& [sources, destinations] :
-        pairsOf( prefixes_, lists[prefixCombo], { box[kSourceDimension], box[kDestinationDimension] } ) )
-    for ( auto const& [sports, dports] : pairsOf(
-              ports_, lists[portCombo], { box[dimensionOf( Field::sport )], box[dimensionOf( Field::dport )] } ) ) {
+  Pair const addresses( box[kSourceDimension], box[kDestinationDimension] );
+  Pair const ports( box[dimensionOf( Field::sport )], box[dimensionOf( Field::dport )] );
+  for ( auto const& [sources, destinations] : pairsOf( prefixes_, lists[prefixCombo], addresses ) )
+    for ( auto const& [sports, dports] : pairsOf( ports_, lists[portCombo], ports ) ) {
       box[kSourceDimension] = sources;
       box[kDestinationDimension] = destinations;
-      boxes.push_back( box );
-      boxes.back()[dimensionOf( Field::sport )] = sports;
-      boxes.back()[dimensionOf( Field::dport )] = dports;
+      boxes_.push_back( box );
+      boxes_.back()[dimensionOf( Field::sport )] = sports;
+      boxes_.back()[dimensionOf( Field::dport )] = dports;
     }
-  return boxes;
+  return boxes_;
 }
 
 AtomSets::Id KeyTables::atomsOf( std::size_t dimension, List const& list ) {
   if ( matchesAll( list ) ) return space_.all()[dimension];
-  std::vector<std::uint32_t> words( list.size() );
-  std::transform( list.begin(), list.end(), words.begin(), wordOf );
-  auto const [known, isNew] = lists_[dimension].try_emplace( std::move( words ), AtomSets::kEmpty );
+  words_.resize( list.size() );
+  std::transform( list.begin(), list.end(), words_.begin(), wordOf );
+  auto const [known, isNew] = lists_[dimension].try_emplace( words_, AtomSets::kEmpty );
   if ( !isNew ) return known->second;
   Key const& key = keys_[dimension];
   std::vector<Interval> atoms;
@@ -202,15 +202,15 @@ AtomSets::Id KeyTables::fragmentsOf( List const& headFragment ) {
 
 // Combinations
 
-/// The pairs within two sets of atoms of which the combination's key matches, as disjoint products.
-std::vector<KeyTables::Pair> KeyTables::pairsOf( Combination const& combination, List const& list,
-                                                 Pair const& within ) {
-  if ( matchesAll( list ) ) return { within };
-  if ( !combination.shape.on ) return matchesOne( list, 0 ) ? std::vector{ within } : std::vector<Pair>();
-  std::vector<std::uint32_t> words = { static_cast<std::uint32_t>( within.first ),
-                                       static_cast<std::uint32_t>( within.second ) };
-  std::transform( list.begin(), list.end(), std::back_inserter( words ), wordOf );
-  auto const [known, isNew] = pairs_[&combination == &prefixes_ ? 0 : 1].try_emplace( std::move( words ) );
+/// The pairs within two sets of atoms of which the combination's key matches, as disjoint products; they stay until the
+/// next call, and `within` with them.
+std::span<KeyTables::Pair const> KeyTables::pairsOf( Combination const& combination, List const& list,
+                                                     Pair const& within ) {
+  if ( matchesAll( list ) ) return { &within, 1 };
+  if ( !combination.shape.on ) return { &within, matchesOne( list, 0 ) ? 1U : 0U };
+  words_ = { static_cast<std::uint32_t>( within.first ), static_cast<std::uint32_t>( within.second ) };
+  std::transform( list.begin(), list.end(), std::back_inserter( words_ ), wordOf );
+  auto const [known, isNew] = pairs_[&combination == &prefixes_ ? 0 : 1].try_emplace( words_ );
   if ( isNew ) known->second = groupedPairs( combination, list, within );
   return known->second;
 }

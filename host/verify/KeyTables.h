@@ -46,9 +46,10 @@ class KeyTables {
   /// Fails with: Undecided when ranges of a table overlap.
   KeyTables( PDData const& snapshot, TableShape const& shape, PacketSpace& space, Spending& spending );
 
-  /// The packets of which every key matches one of its field's list: disjoint boxes, none of them empty.
+  /// The packets of which every key matches one of its field's list: disjoint boxes, none of them empty, which stay
+  /// until the next call.
   /// Fails with: Undecided.
-  std::vector<Box> boxesOf( Projections const& lists );
+  std::span<Box const> boxesOf( Projections const& lists );
 
  private:
   using List = std::vector<EncodedLabelWithMask>;
@@ -83,7 +84,7 @@ class KeyTables {
                         std::size_t destination );
   AtomSets::Id atomsOf( std::size_t dimension, List const& list );
   AtomSets::Id fragmentsOf( List const& headFragment );
-  std::vector<Pair> pairsOf( Combination const& combination, List const& list, Pair const& within );
+  std::span<Pair const> pairsOf( Combination const& combination, List const& list, Pair const& within );
   std::vector<Pair> groupedPairs( Combination const& combination, List const& list, Pair const& within );
   AtomSets::Id atomsWith( std::size_t dimension, std::span<std::uint16_t const> labels );
 
@@ -95,6 +96,8 @@ class KeyTables {
   Combination ports_;
   std::array<Remembered<AtomSets::Id>, kDimensions> lists_;
   std::array<Remembered<std::vector<Pair>>, 2> pairs_;
+  std::vector<std::uint32_t> words_;  // what is looked up in these
+  std::vector<Box> boxes_;            // the last answer
 };
 
 }  // namespace Orvex::Verify

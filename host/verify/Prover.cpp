@@ -1,7 +1,9 @@
 #include "verify/Prover.h"
 
 #include <algorithm>
+#include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "policy/AclConfigBuilder.h"
@@ -14,11 +16,11 @@ namespace Orvex::Verify {
 
 namespace {
 
-/// What stands in each field of the entries, ascending.
-Projections projectionsOf( Kiv::SortedSet<PDAclFilter> const& entries ) {
-  Projections lists;
+/// Makes `lists` what stands in each field of the entries, ascending.
+void project( Kiv::SortedSet<PDAclFilter> const& entries, Projections& lists ) {
   for ( std::size_t field = 0; field != kEntryFields; ++field ) {
     auto& list = lists[field];
+    list.clear();
     EncodedLabelWithMask const* last = nullptr;
     for ( PDAclFilter const& entry : entries ) {
       EncodedLabelWithMask const& value = entry.*kEntryMembers[field];
@@ -28,7 +30,6 @@ Projections projectionsOf( Kiv::SortedSet<PDAclFilter> const& entries ) {
       if ( at == list.end() || *at != value ) list.insert( at, value );
     }
   }
-  return lists;
 }
 
 /// Of a product too large to walk through: any number above the limit.
@@ -41,10 +42,8 @@ std::uint64_t productSize( Projections const& lists, std::uint64_t limit ) {
   return product;
 }
 
-Projections projectionsOf( PDAclFilter const& entry ) {
-  Projections lists;
-  for ( std::size_t field = 0; field != kEntryFields; ++field ) lists[field] = { entry.*kEntryMembers[field] };
-  return lists;
+void project( PDAclFilter const& entry, Projections& lists ) {
+  for ( std::size_t field = 0; field != kEntryFields; ++field ) lists[field].assign( 1, entry.*kEntryMembers[field] );
 }
 
 /// Walks through the product in the order of entries.
@@ -73,6 +72,24 @@ class Product {
   PDAclFilter entry_;
 };
 
+/// A rule of the policy and one of the table; one of the two may be null.
+using Both = std::pair<Host::Rule const*, PDAclRule const*>;
+
+/// The rules of both by index. A null table has none.
+std::vector<Both> pairedByIndex( Host::Acl const& acl, PDAclRuleColl const* table ) {
+  std::vector<Both> rules;
+  rules.reserve( acl.rules.size() );
+  auto want = acl.rules.begin();
+  if ( table )
+    for ( auto const& [index, have] : table->rule() ) {
+      for ( ; want != acl.rules.end() && want->index < index.value(); ++want ) rules.emplace_back( &*want, nullptr );
+      bool const isInBoth = want != acl.rules.end() && want->index == index.value();
+      rules.emplace_back( isInBoth ? &*want++ : nullptr, have.get() );
+    }
+  for ( ; want != acl.rules.end(); ++want ) rules.emplace_back( &*want, nullptr );
+  return rules;
+}
+
 /// One ACL of the policy against the rules of the table that have its name.
 class AclProver {
  public:
@@ -81,19 +98,15 @@ class AclProver {
 
   /// A box of packets about which they disagree. A null table has no rules.
   std::optional<Box> difference( Host::Acl const& acl, PDAclRuleColl const* table, Host::DefaultAction onMiss ) {
-    std::map<std::uint32_t, std::pair<Host::Rule const*, PDAclRule const*>> rules;
-    for ( Host::Rule const& rule : acl.rules ) rules[rule.index].first = &rule;
-    if ( table )
-      for ( auto const& [index, rule] : table->rule() ) rules[index.value()].second = rule.get();
-    for ( auto const& [index, both] : rules ) {
+    for ( auto const& [want, have] : pairedByIndex( acl, table ) ) {
       std::uint64_t const boxesBefore = spending_.boxes();
-      Box const want = both.first ? space_.boxOf( *both.first ) : Box();
-      auto const found = difference( both.first, want, both.second );
+      Box const wanted = want ? space_.boxOf( *want ) : Box();
+      auto const found = difference( want, wanted, have );
       ++proof_.rules;
       if ( spending_.boxes() != boxesBefore ) ++proof_.rulesByBoxes;
       if ( found ) return found;
-      if ( both.first ) earlier_.push_back( want );
-      if ( both.second ) earlierEntries_.push_back( &both.second->filter() );
+      if ( want ) earlier_.push_back( wanted );
+      if ( have ) earlierEntries_.push_back( &have->filter() );
       if ( missing_.size() <= kMostMissing ) continue;
       if ( auto const ofMissing = differenceOfMissing() ) return ofMissing;
     }
@@ -112,11 +125,11 @@ class AclProver {
 
   std::optional<Box> differenceOfEntries( Box const& want, Kiv::SortedSet<PDAclFilter> const& entries ) {
     proof_.entries += entries.size();
-    Projections const lists = projectionsOf( entries );
+    project( entries, lists_ );
     std::uint64_t const mostWalked = entries.size() + kMostMissing;
-    std::uint64_t const size = productSize( lists, mostWalked );
+    std::uint64_t const size = productSize( lists_, mostWalked );
     if ( size > mostWalked ) return differenceEntryByEntry( want, entries );
-    std::vector<Box> const product = tables_.boxesOf( lists );
+    std::span<Box const> const product = tables_.boxesOf( lists_ );
     if ( size == entries.size() ) {
       if ( product.size() == 1 && product.front() == want ) return std::nullopt;
       auto const tooMuch = beyond( product, want );
@@ -127,14 +140,14 @@ class AclProver {
     if ( !isWithin ) return differenceEntryByEntry( want, entries );
     bool const isWhole = product.size() == 1 && product.front() == want;
     auto const tooLittle = isWhole ? std::nullopt : leftOver( want, product );
-    if ( !tooLittle ) noteMissing( lists, entries );
+    if ( !tooLittle ) noteMissing( entries );
     return tooLittle;
   }
 
   /// Notes the entries of the product that this rule does not have.
-  void noteMissing( Projections const& lists, Kiv::SortedSet<PDAclFilter> const& entries ) {
+  void noteMissing( Kiv::SortedSet<PDAclFilter> const& entries ) {
     auto next = entries.begin();
-    Product product( lists );
+    Product product( lists_ );
     do {
       if ( next != entries.end() && *next == product.entry() ) {
         ++next;
@@ -165,7 +178,8 @@ class AclProver {
         own = boxesOf( *earlierEntries_[ownersPlace] );
         ++proof_.rulesByBoxes;
       }
-      for ( Box const& box : tables_.boxesOf( projectionsOf( missing.entry ) ) )
+      project( missing.entry, lists_ );
+      for ( Box const& box : tables_.boxesOf( lists_ ) )
         if ( auto const found = engine_.uncovered( box, own, { earlier_.data(), missing.earlier } ) ) return found;
     }
     missing_.clear();
@@ -182,21 +196,22 @@ class AclProver {
     std::vector<Box> all;
     for ( PDAclFilter const& entry : entries ) {
       spending_.step( space_.sets() );
-      auto const boxes = tables_.boxesOf( projectionsOf( entry ) );
+      project( entry, lists_ );
+      auto const boxes = tables_.boxesOf( lists_ );
       all.insert( all.end(), boxes.begin(), boxes.end() );
     }
     return all;
   }
 
   /// What of the boxes neither the rule nor an earlier one matches.
-  std::optional<Box> beyond( std::vector<Box> const& boxes, Box const& want ) {
+  std::optional<Box> beyond( std::span<Box const> boxes, Box const& want ) {
     for ( Box const& box : boxes )
       if ( auto const found = engine_.uncovered( box, { &want, 1 }, earlier_ ) ) return found;
     return std::nullopt;
   }
 
   /// What of the rule neither the boxes contain nor an earlier rule matches.
-  std::optional<Box> leftOver( Box const& want, std::vector<Box> const& boxes ) {
+  std::optional<Box> leftOver( Box const& want, std::span<Box const> boxes ) {
     return engine_.uncovered( want, boxes, earlier_ );
   }
 
@@ -219,6 +234,7 @@ class AclProver {
   Spending& spending_;
   BoxEngine engine_;
   Proof& proof_;
+  Projections lists_;         // of the entries that are looked at
   std::vector<Box> earlier_;  // the policy's rules
   std::vector<Kiv::SortedSet<PDAclFilter> const*> earlierEntries_;
   std::vector<Missing> missing_;
