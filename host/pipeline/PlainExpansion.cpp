@@ -62,6 +62,7 @@ std::uint64_t product( std::uint64_t a, std::uint64_t b ) {
 
 std::uint64_t plainEntries( SharedPrefixList const& list ) {
   if ( !list ) return 1;
+  if ( list->prefixes.size() == 1 && list->excepts.empty() ) return 1;
   std::vector<Member> members;
   members.reserve( list->prefixes.size() + list->excepts.size() );
   for ( Vell::IpGenPrefix const& prefix : list->prefixes ) members.push_back( { prefix, true } );

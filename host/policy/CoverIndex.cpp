@@ -82,21 +82,36 @@ bool covers( Rule const& outer, Rule const& inner ) {
 }
 
 ListContainers::ListContainers( Acl const& acl ) : lists_{ nullptr } {
+  ids_.reserve( acl.rules.size() );
   for ( Rule const& rule : acl.rules ) {
     learn( rule.source );
     learn( rule.destination );
   }
+  nestPrefixes();
   around_.resize( lists_.size() );
 }
 
 void ListContainers::learn( SharedPrefixList const& list ) {
-  if ( !list ) return;
-  auto const [known, isNew] = ids_.emplace( list.get(), static_cast<ListId>( lists_.size() ) );
-  if ( !isNew ) return;
-  lists_.push_back( list.get() );
-  for ( Vell::IpGenPrefix const& prefix : list->prefixes ) {
-    byPrefix_[prefix].push_back( known->second );
-    lengths_.set( prefix.length() );
+  if ( list && ids_.emplace( list.get(), static_cast<ListId>( lists_.size() ) ).second ) lists_.push_back( list.get() );
+}
+
+/// Prefixes nest and never cross: in ascending order the nearest around one is the last before it that contains it.
+void ListContainers::nestPrefixes() {
+  std::vector<std::pair<Vell::IpGenPrefix, ListId>> all;
+  for ( ListId id = 0; id != lists_.size(); ++id )
+    if ( lists_[id] )
+      for ( Vell::IpGenPrefix const& prefix : lists_[id]->prefixes ) all.emplace_back( prefix, id );
+  std::sort( all.begin(), all.end() );
+  firstNode_.resize( lists_.size() );
+  std::vector<std::size_t> open;
+  for ( auto const& [prefix, list] : all ) {
+    if ( nodes_.empty() || nodes_.back().prefix != prefix ) {
+      while ( !open.empty() && !nodes_[open.back()].prefix.contains( prefix ) ) open.pop_back();
+      nodes_.push_back( { prefix, {}, open.empty() ? std::nullopt : std::optional( open.back() ) } );
+      open.push_back( nodes_.size() - 1 );
+    }
+    nodes_.back().lists.push_back( list );
+    if ( !firstNode_[list] ) firstNode_[list] = nodes_.size() - 1;
   }
 }
 
@@ -108,18 +123,12 @@ std::vector<ListContainers::ListId> const& ListContainers::around( ListId id ) {
 std::vector<ListContainers::ListId> ListContainers::searchAround( ListId id ) const {
   if ( id == kAny ) return { kAny };
   std::vector<ListId> found = { id, kAny };
-  PrefixList const& inner = *lists_[id];
-  if ( inner.prefixes.empty() ) return found;
-  Vell::IpGenPrefix const& first = inner.prefixes.front();
   std::size_t candidatesLeft = kMaxCandidates;
-  for ( std::uint32_t length = first.length() + 1; length-- != 0; ) {
-    if ( !lengths_[length] ) continue;
-    auto const at = byPrefix_.find( cut( first, length ) );
-    if ( at == byPrefix_.end() ) continue;
-    for ( ListId const candidate : at->second ) {
+  for ( auto at = firstNode_[id]; at; at = nodes_[*at].around ) {
+    for ( ListId const candidate : nodes_[*at].lists ) {
       if ( candidate == id ) continue;
       if ( candidatesLeft-- == 0 || found.size() == kMaxLists ) return found;
-      if ( contains( *lists_[candidate], inner ) ) found.push_back( candidate );
+      if ( contains( *lists_[candidate], *lists_[id] ) ) found.push_back( candidate );
     }
   }
   return found;

@@ -16,7 +16,6 @@
 ///
 /// Cost of a search: bounded by ListContainers::kMaxLists squared look-ups and kMaxComparisons comparisons; of all, near to linear.
 
-#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -52,18 +51,22 @@ class ListContainers {
  private:
   static constexpr ListId kAny = 0;
 
-  struct PrefixHash {
-    std::size_t operator()( Vell::IpGenPrefix const& prefix ) const noexcept { return prefix.hash(); }
+  /// A prefix of some lists, and the nearest around it of those that lists have.
+  struct Node {
+    Vell::IpGenPrefix prefix;
+    std::vector<ListId> lists;
+    std::optional<std::size_t> around;
   };
 
   void learn( SharedPrefixList const& list );
+  void nestPrefixes();
   std::vector<ListId> searchAround( ListId id ) const;
 
   std::vector<PrefixList const*> lists_;  // by id
   std::unordered_map<PrefixList const*, ListId> ids_;
-  std::unordered_map<Vell::IpGenPrefix, std::vector<ListId>, PrefixHash> byPrefix_;
-  std::bitset<129> lengths_;                 // of all prefixes
-  std::vector<std::vector<ListId>> around_;  // by id; empty: not searched for yet
+  std::vector<Node> nodes_;                            // ascending
+  std::vector<std::optional<std::size_t>> firstNode_;  // by id: that of the list's first prefix
+  std::vector<std::vector<ListId>> around_;            // by id; empty: not searched for yet
 };
 
 class CoverIndex {

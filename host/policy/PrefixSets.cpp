@@ -140,13 +140,13 @@ bool isNeedless( PrefixList const& list, Vell::IpGenPrefix const& except ) {
 }
 
 bool contains( PrefixList const& outer, PrefixList const& inner ) {
-  if ( isOnePrefix( inner ) ) return containsPrefix( outer, inner.prefixes.front() );
   if ( isOnePrefix( outer ) ) {
     // What lies within a prefix stands together in the order of prefixes.
     Vell::IpGenPrefix const& only = outer.prefixes.front();
     return inner.prefixes.empty() ||
            ( only.contains( inner.prefixes.front() ) && only.contains( inner.prefixes.back() ) );
   }
+  if ( isOnePrefix( inner ) ) return containsPrefix( outer, inner.prefixes.front() );
   bool contained = true;
   Sweep sweep( std::array{ &outer, &inner } );
   sweep.run( [&]( Vell::IpGenPrefix const& ) { return contained = sweep.matches( 0 ) || !sweep.matches( 1 ); } );
