@@ -67,6 +67,7 @@ std::string hexadecimal( char byte ) {
 
 /// The first byte that no text has, or none.
 std::size_t firstFault( std::string_view text ) {
+  if ( asciiLength( text ) == text.size() ) return text.find( '\0' );
   for ( std::size_t at = 0; at != text.size(); ) {
     std::size_t const length = text[at] == '\0' ? 0 : utf8Length( text.substr( at ) );
     if ( length == 0 ) return at;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace Orvex::Host {
 
@@ -52,9 +53,21 @@ std::size_t utf8Length( std::string_view text ) noexcept {
              : 0;
 }
 
+std::size_t asciiLength( std::string_view text ) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::size_t at = 0;
+  for ( std::uint64_t word = 0; at + sizeof word <= text.size(); at += sizeof word ) {
+    std::memcpy( &word, text.data() + at, sizeof word );
+    if ( ( word & kHighBits ) != 0 ) break;
+  }
+  while ( at != text.size() && byteAt( text, at ) < 0x80 ) ++at;
+  return at;
+}
+
 std::size_t countCodePoints( std::string_view text ) noexcept {
-  std::size_t count = 0;
-  for ( ; !text.empty(); ++count ) text.remove_prefix( std::max<std::size_t>( utf8Length( text ), 1 ) );
+  std::size_t count = asciiLength( text );
+  for ( text.remove_prefix( count ); !text.empty(); ++count )
+    text.remove_prefix( std::max<std::size_t>( utf8Length( text ), 1 ) );
   return count;
 }
 

@@ -11,6 +11,9 @@ namespace Orvex::Host {
 /// The bytes of the character at the text's beginning; 0 when none is well formed there.
 std::size_t utf8Length( std::string_view text ) noexcept;
 
+/// The bytes before the first that is not ASCII. Most text has none, and this reads eight at a time.
+std::size_t asciiLength( std::string_view text ) noexcept;
+
 std::size_t countCodePoints( std::string_view text ) noexcept;
 
 /// The text's first characters, or all that there are.

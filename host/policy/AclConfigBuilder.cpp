@@ -1,7 +1,7 @@
 #include "policy/AclConfigBuilder.h"
 
 #include <algorithm>
-#include <map>
+#include <unordered_map>
 
 #include "Kiv/Exception.h"
 
@@ -32,7 +32,7 @@ class LibraryLists {
   }
 
  private:
-  std::map<PrefixList const*, Kiv::Ptr<IpPrefixList>> lists_;
+  std::unordered_map<PrefixList const*, Kiv::Ptr<IpPrefixList>> lists_;
   Kiv::Ptr<IpPrefixList> anyIpv6_;
 };
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <map>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "Kiv/Value.h"
@@ -183,6 +183,7 @@ MaskedNumber FilterLine::maskedNumber( std::string_view text, std::uint32_t maxi
 RangeSet protocolsOf( MaskedNumber const& protocol ) {
   RangeSet values;
   if ( protocol.mask == 0 ) return values;
+  if ( protocol.mask == maximumOf( Field::proto ) ) return { { protocol.value, protocol.value } };
   for ( std::uint32_t value = 0; value <= maximumOf( Field::proto ); ++value ) {
     if ( ( ( value ^ protocol.value ) & protocol.mask ) != 0 ) continue;
     if ( !values.empty() && values.back().last + 1 == value )
@@ -204,6 +205,10 @@ class FilterSetReader {
   void read( SourceFile const& file, LocatedPolicy& result );
 
  private:
+  struct PrefixHash {
+    std::size_t operator()( IpGenPrefix const& prefix ) const noexcept { return prefix.hash(); }
+  };
+
   void add( SourceFile const& file, std::size_t number, Filter const& filter );
   SharedPrefixList listOf( IpGenPrefix const& prefix );
   void addFlags( Rule& rule, Filter const& filter );
@@ -214,7 +219,7 @@ class FilterSetReader {
   Diagnostics& diagnostics_;
   Acl acl_;
   PolicyPlaces::OfAcl places_;
-  std::map<IpGenPrefix, SharedPrefixList> lists_;
+  std::unordered_map<IpGenPrefix, SharedPrefixList, PrefixHash> lists_;
   std::size_t flagsLeftOut_ = 0;
   std::size_t portsWithoutMeaning_ = 0;
 };
@@ -223,6 +228,8 @@ void FilterSetReader::read( SourceFile const& file, LocatedPolicy& result ) {
   std::string const stem = std::filesystem::path( file.name() ).stem().string();
   acl_.name = file.name() == SourceFile::kStandardInput ? "stdin" : stem;
   places_.acl = file.whole();
+  acl_.rules.reserve( file.lineCount() );
+  places_.rules.reserve( file.lineCount() );
   for ( std::size_t number = 1; number <= file.lineCount() && !diagnostics_.tooManyErrors(); ++number ) {
     if ( !file.lineIsText( number ) ) continue;
     FilterLine line( file, number, diagnostics_ );

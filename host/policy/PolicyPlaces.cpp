@@ -11,7 +11,8 @@ bool byIndex( PolicyPlaces::OfRule const& a, PolicyPlaces::OfRule const& b ) { r
 }  // namespace
 
 void PolicyPlaces::aclIs( Vell::AddressFamily family, std::string name, OfAcl places ) {
-  std::stable_sort( places.rules.begin(), places.rules.end(), byIndex );
+  if ( !std::is_sorted( places.rules.begin(), places.rules.end(), byIndex ) )
+    std::stable_sort( places.rules.begin(), places.rules.end(), byIndex );
   acls_.insert_or_assign( std::pair( family, std::move( name ) ), std::move( places ) );
 }
 
