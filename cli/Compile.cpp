@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <map>
 #include <vector>
 
 #include "Inputs.h"
@@ -90,20 +89,16 @@ std::string ruleLine( Host::RuleUse const& use, std::uint64_t plain ) {
                              grouped( plain ) );
 }
 
-/// By ACL and index, as the uses are.
-class PlainEntries {
- public:
-  explicit PlainEntries( Host::Policy const& policy ) {
-    for ( Host::Acl const& acl : policy.acls )
-      for ( Host::Rule const& rule : acl.rules )
-        entries_.emplace( std::pair( PDAclKey( acl.family, Host::libraryAclName( acl.family, acl.name ) ), rule.index ),
-                          Host::plainEntries( rule ) );
-  }
-  std::uint64_t of( Host::RuleUse const& use ) const { return entries_.at( std::pair( use.acl, use.index ) ); }
-
- private:
-  std::map<std::pair<PDAclKey, std::uint32_t>, std::uint64_t> entries_;
-};
+/// Of the rule that a use is of.
+std::uint64_t plainEntriesOf( Host::RuleUse const& use, Host::Policy const& policy ) {
+  auto const [family, name] = Host::userAclName( use.acl.aclName );
+  auto const acl = std::find_if( policy.acls.begin(), policy.acls.end(),
+                                 [&]( Host::Acl const& each ) { return each.family == family && each.name == name; } );
+  auto const rule =
+      std::lower_bound( acl->rules.begin(), acl->rules.end(), use.index,
+                        []( Host::Rule const& each, std::uint32_t index ) { return each.index < index; } );
+  return Host::plainEntries( *rule );
+}
 
 void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile, Host::ProvedResult const& proved,
                    Sink const& write ) {
@@ -112,7 +107,6 @@ void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile,
   double milliseconds = 0;
   for ( Host::StageTime const& stage : result.stages )
     milliseconds += std::chrono::duration<double, std::milli>( stage.time ).count();
-  PlainEntries const plain( policy );
   std::uint64_t const plainSum = Host::plainEntries( policy );
   write( fmt::format( "{} in {}; {}, where plain prefix expansion takes {}{}\n", counted( rulesIn( policy ), "rule" ),
                       counted( policy.acls.size(), "ACL" ), entries == 1 ? "1 entry" : grouped( entries ) + " entries",
@@ -124,13 +118,19 @@ void writeSummary( Host::Policy const& policy, Host::ChipProfile const& profile,
   writeCapacities( result, profile, write );
   writeLabels( result, write );
 
-  std::vector<Host::RuleUse> rules = result.rules;
-  std::stable_sort( rules.begin(), rules.end(),
-                    []( Host::RuleUse const& a, Host::RuleUse const& b ) { return a.entries > b.entries; } );
-  if ( rules.size() > Host::kCostliest ) rules.erase( rules.begin() + Host::kCostliest, rules.end() );
+  std::vector<Host::RuleUse const*> rules;
+  rules.reserve( result.rules.size() );
+  for ( Host::RuleUse const& rule : result.rules ) rules.push_back( &rule );
+  std::size_t const shown = std::min( rules.size(), Host::kCostliest );
+  // Of equally many entries, the first rule first: they stand in one vector.
+  std::partial_sort(
+      rules.begin(), rules.begin() + static_cast<std::ptrdiff_t>( shown ), rules.end(),
+      []( auto const* a, auto const* b ) { return a->entries != b->entries ? a->entries > b->entries : a < b; } );
+  rules.resize( shown );
   if ( !rules.empty() ) write( "\ncostliest rules\n" );
-  for ( Host::RuleUse const& rule : rules )
-    write( fmt::format( "{} {}", Host::userAclName( rule.acl.aclName ).second, ruleLine( rule, plain.of( rule ) ) ) );
+  for ( Host::RuleUse const* rule : rules )
+    write( fmt::format( "{} {}", Host::userAclName( rule->acl.aclName ).second,
+                        ruleLine( *rule, plainEntriesOf( *rule, policy ) ) ) );
 }
 
 std::string entryLine( PDAclFilter const& entry ) {
@@ -144,7 +144,7 @@ std::string entryLine( PDAclFilter const& entry ) {
   return line.empty() ? " anything" : line;
 }
 
-void writeRules( CompileResult const& result, PlainEntries const& plain, Sink const& write ) {
+void writeRules( CompileResult const& result, Host::Policy const& policy, Sink const& write ) {
   PDAclKey const* acl = nullptr;
   for ( Host::RuleUse const& use : result.rules ) {
     if ( !acl || *acl != use.acl )
@@ -152,7 +152,7 @@ void writeRules( CompileResult const& result, PlainEntries const& plain, Sink co
           fmt::format( "{} ACL {}\n", Kiv::stringValue( use.acl.af ), Host::userAclName( use.acl.aclName ).second ) );
     acl = &use.acl;
     auto const rule = result.snapshot->pdAclColl()->pdAcl().find( use.acl )->rule().find( AceIndex( use.index ) );
-    write( "  " + ruleLine( use, plain.of( use ) ) );
+    write( "  " + ruleLine( use, plainEntriesOf( use, policy ) ) );
     for ( PDAclFilter const& entry : rule->filter() )
       write( fmt::format( "   {}: {}\n", entryLine( entry ), rule->action().dropEnabled ? "deny" : "permit" ) );
   }
@@ -182,7 +182,7 @@ void writeLabelTables( PDData const& snapshot, Verify::TableShape const& shape, 
 
 void writeTable( Host::Policy const& policy, Host::ChipProfile const& profile, CompileResult const& result,
                  Sink const& write ) {
-  writeRules( result, PlainEntries( policy ), write );
+  writeRules( result, policy, write );
   writeLabelTables( *result.snapshot, Host::shapeOf( profile ), write );
   writeCapacities( result, profile, write );
   writeLabels( result, write );

@@ -111,8 +111,12 @@ std::uint64_t CompileReporter::labelCount( LabelTable const& table ) const {
 std::vector<RuleUse> CompileReporter::rules( PDAclColl const* acls ) const {
   std::vector<RuleUse> uses;
   uses.reserve( rules_.size() );
+  EncodersByField encoders;
+  PDAclKey const* aclOfEncoders = nullptr;
   for ( RuleRef const& ref : rules_ ) {
-    RuleUse use{ ref.acl, ref.index, factorsOf( ref ), 1, 0 };
+    if ( aclOfEncoders && *aclOfEncoders != ref.acl ) encoders = {};
+    aclOfEncoders = &ref.acl;
+    RuleUse use{ ref.acl, ref.index, factorsOf( ref, encoders ), 1, 0 };
     bool const empty = std::any_of( use.factors.begin(), use.factors.end(),
                                     []( Factor const& factor ) { return factor.entries == 0; } );
     for ( Factor const& factor : use.factors ) use.product = saturatedProduct( use.product, factor.entries );
@@ -125,12 +129,17 @@ std::vector<RuleUse> CompileReporter::rules( PDAclColl const* acls ) const {
   return uses;
 }
 
-std::vector<Factor> CompileReporter::factorsOf( RuleRef const& rule ) const {
+/// `encoders` keeps what has been looked up for rules of the same ACL.
+std::vector<Factor> CompileReporter::factorsOf( RuleRef const& rule, EncodersByField& encoders ) const {
   std::vector<Factor> factors;
   auto const add = [&]( TcamFieldType field, LabelTable const& table ) {
     GenSetKey const key = keyOf( rule, table );
     if ( key == GenSetKey() ) return false;
-    factors.push_back( { field, listSize( table, key ) } );
+    auto& encoder = encoders[Kiv::enumValue( field )];
+    if ( !encoder ) encoder = encoderOf( table );
+    // A set without a list is empty.
+    auto const list = encoder->encodedLabelList().find( key );
+    factors.push_back( { field, list ? list->encLabelAndMask().size() : 0 } );
     return true;
   };
   using Tcam = TcamFieldType;
@@ -282,12 +291,6 @@ GenSetKey CompileReporter::keyOf( RuleRef const& rule, LabelTable const& table )
   GenSetKeyPair const keys( keyOf( rule, sourceTable ), keyOf( rule, destinationTable ) );
   if ( keys.src == GenSetKey() || keys.dst == GenSetKey() ) return {};
   return comboInfoOf( combo )->srcDstToComboMap().find( keys ).value_or( GenSetKey() );
-}
-
-/// A set without a list is empty.
-std::uint64_t CompileReporter::listSize( LabelTable const& table, GenSetKey key ) const {
-  auto const list = encoderOf( table )->encodedLabelList().find( key );
-  return list ? list->encLabelAndMask().size() : 0;
 }
 
 }  // namespace Orvex::Host

@@ -7,6 +7,7 @@
 ///
 /// All of it is read from the stages' statuses, while their root lives.
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -98,8 +99,9 @@ class CompileReporter {
   std::vector<Cost> pairsBySets( ComboLabelSetType type ) const;
   /// The set that a rule has in a table; key 0 when it has none.
   GenSetKey keyOf( RuleRef const& rule, LabelTable const& table ) const;
-  std::uint64_t listSize( LabelTable const& table, GenSetKey key ) const;
-  std::vector<Factor> factorsOf( RuleRef const& rule ) const;
+  /// Where the lists of a field of entries stand; null: the table is off, or has nothing.
+  using EncodersByField = std::array<Kiv::Ptr<EncoderStatus const>, kTcamFieldTypeNames.size()>;
+  std::vector<Factor> factorsOf( RuleRef const& rule, EncodersByField& encoders ) const;
   std::vector<Cost> named( std::vector<SetSize> const& sets ) const;
 
   Kiv::Ptr<AggregatorStatus const> aggregator_;
