@@ -118,13 +118,16 @@ void DedupMarkAndSweeper::unmarkAll() {
 }
 
 void DedupMarkAndSweeper::sweepUnmarked() {
-  std::vector<Deduped> const all = std::exchange( deduped_, {} );
-  positions_.clear();
-  for ( Deduped const& deduped : all ) {
-    if ( deduped.mark )
-      dedupedIs( deduped.object, deduped.hash, true );
-    else
-      doCleanupSweptEntry( getGenSetKey( deduped.object ) );
+  auto const isMarked = []( Deduped const& deduped ) { return deduped.mark; };
+  if ( !std::all_of( deduped_.begin(), deduped_.end(), isMarked ) ) {
+    std::vector<Deduped> const all = std::exchange( deduped_, {} );
+    positions_.clear();
+    for ( Deduped const& deduped : all ) {
+      if ( deduped.mark )
+        dedupedIs( deduped.object, deduped.hash, true );
+      else
+        doCleanupSweptEntry( getGenSetKey( deduped.object ) );
+    }
   }
   clear();
 }

@@ -228,10 +228,10 @@ T strepToValue( std::string_view text ) {
 /// For factories: an object that is there must have been made with the parameters now given.
 /// Fails with: NameInUseException when they differ; the text names the attribute and shows both values.
 template <class T>
-void checkConstructorParameter( String const& attribute, T const& newValue, T const& currentValue ) {
+void checkConstructorParameter( std::string_view attribute, T const& newValue, T const& currentValue ) {
   if ( newValue == currentValue ) return;
   throwNameInUseException( String( "Reinstantiating the pointer interface where constructor parameter attribute " ) +
-                           attribute + " has a different value of " + valueToStrep( newValue ) +
+                           String( attribute ) + " has a different value of " + valueToStrep( newValue ) +
                            " than the current value of " + valueToStrep( currentValue ) + " not allowed" );
 }
 
