@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <vector>
 
+#include "HelpText.h"
+
 namespace Orvex::Cli {
 
 namespace {
@@ -26,19 +28,11 @@ struct Command {
   std::vector<std::string> choices;
 };
 
-/// The command line tells the choices of an option only as text: "TEXT:{auto,never}".
-std::vector<std::string> choicesOf( std::string const& typeName ) {
-  std::size_t const open = typeName.find( '{' );
-  std::size_t const close = typeName.find( '}', open );
-  if ( open == std::string::npos || close == std::string::npos ) return {};
-  return CLI::detail::split( typeName.substr( open + 1, close - open - 1 ), ',' );
-}
-
 /// Groups of options are subcommands without names.
 void addOptions( CLI::App const& app, Command& command ) {
   for ( CLI::Option const* const option : app.get_options() ) {
     bool const takesValue = option->get_items_expected_max() != 0;
-    auto choices = takesValue ? choicesOf( option->get_type_name() ) : std::vector<std::string>();
+    auto choices = takesValue ? choicesOf( *option ) : std::vector<std::string>();
     if ( option->get_positional() )
       command.choices = std::move( choices );
     else

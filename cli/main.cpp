@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Completion.h"
+#include "HelpText.h"
 #include "Inputs.h"
 #include "Kiv/Trace.h"
 #include "Options.h"
@@ -19,30 +20,39 @@ namespace Orvex::Cli {
 
 namespace {
 
-constexpr char const* kDescription =
-    "Compiles access-control policy into ternary tables for a switching chip.\n"
-    "\n"
+constexpr char const* kDescription = "compile access-control policy into ternary tables for a switching chip";
+
+constexpr char const* kExamples =
+    "Examples:\n"
     "  orvex check edge.acl                       what is wrong with a policy, and what its author may not have meant\n"
     "  orvex compile edge.acl                     compile, load into the software chip, and say what it takes\n"
     "  orvex compile edge.acl --chip all          does it fit, and where\n"
     "  orvex compile edge.acl --format json -o edge.json\n"
+    "                                             write the table\n"
     "  orvex explain edge.acl --src 10.1.2.3 --dst 192.0.2.1 --proto tcp --dport 443\n"
     "                                             which rule decides, by which entry, and what nearly did\n"
     "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
     "  orvex verify --equal old.acl new.acl       do two policies mean the same\n"
-    "  orvex update old.acl new.acl --format json what is to be written, in an order that disturbs nothing\n"
+    "  orvex update old.acl new.acl --format json\n"
+    "                                             what is to be written, in an order that disturbs nothing\n"
     "  orvex packets edge.acl --count 1000 | orvex classify edge.acl --packets - --compare\n"
+    "                                             do table and policy agree on packets at the rules' boundaries\n"
     "  orvex classify edge.acl --pcap edge.pcap   which rules decide the packets of a capture\n"
     "  orvex convert edge.json -o edge.acl        from any format to ACL text, or --to another\n";
 
-constexpr char const* kExitStatuses =
-    "Exit status: 0 done; 1 the answer is no (does not fit, differs); 2 the question was wrong (usage, input, output).";
-
 constexpr char const* kClassifyExamples =
     "Examples:\n"
-    "  orvex classify edge.acl --packets packets.json           a verdict a line\n"
-    "  orvex classify edge.acl --pcap edge.pcap --acl edge-in   packets and bytes by rule\n"
-    "  tcpdump -i eth0 -w - -c 10000 | orvex classify edge.acl --pcap -\n";
+    "  orvex classify edge.acl --packets packets.json\n"
+    "                                             a verdict a line\n"
+    "  orvex classify edge.acl --pcap edge.pcap --acl edge-in\n"
+    "                                             packets and bytes by rule\n"
+    "  tcpdump -i eth0 -w - -c 10000 | orvex classify edge.acl --pcap -\n"
+    "                                             straight from the wire\n";
+
+/// What stands for an option's value in the help.
+constexpr char const* kChip = "CHIP";
+constexpr char const* kFile = "FILE";
+constexpr char const* kNumber = "N";
 
 /// Switches traces on: "6", or "6:OrvexLoaderSm" for one module.
 std::string traceIs( std::string const& text ) {
@@ -85,34 +95,34 @@ CLI::Validator oneOf( std::map<std::string, Value> const& names ) {
 
 void addConsole( CLI::App& command, ConsoleOptions& options ) {
   command.add_flag( "-q,--quiet", options.quiet, "errors and results only" );
-  command.add_option( "--colour", options.colour, "colour of messages: auto, always or never" )
+  command.add_option( "--colour", options.colour, "colour of messages" )
       ->check( CLI::IsMember( { "auto", "always", "never" } ) );
   command
       .add_option_function<std::string>(
-          "--trace", []( std::string const& ) {}, "LEVEL[:MODULE]: what the stages do, on standard error" )
-      ->check( CLI::Validator( []( std::string& text ) { return traceIs( text ); }, "LEVEL[:MODULE]" ) );
+          "--trace", []( std::string const& ) {}, "what the stages do, on standard error" )
+      ->type_name( "LEVEL[:MODULE]" )
+      ->check( CLI::Validator( []( std::string& text ) { return traceIs( text ); }, "" ) );
 }
 
 void addPolicy( CLI::App& command, PolicyOptions& options ) {
   command.add_option( "POLICY", options.files, "files that make the policy together; - is standard input" )->required();
-  command.add_option( "--from", options.format, "format: acl, classbench, rfc8519 or openconfig; else by content" )
+  command.add_option( "--from", options.format, "the format; else the content tells" )
       ->transform( oneOf( policyFormats() ) );
   command.add_flag_callback(
       "--skip-unsupported", [&options] { options.unsupported = Host::Unsupported::skipsAcl; },
       "leave out, whole, the ACLs of rfc8519 and openconfig that a table cannot express" );
-  command
-      .add_option( "--classbench-action", options.classbench.action,
-                   "what the rules of a ClassBench set do: permit, deny or alternate" )
+  command.add_option( "--classbench-action", options.classbench.action, "what the rules of a ClassBench set do" )
       ->transform( oneOf<Host::ClassbenchAction>( { { "permit", Host::ClassbenchAction::permit },
                                                     { "deny", Host::ClassbenchAction::deny },
                                                     { "alternate", Host::ClassbenchAction::alternate } } ) );
-  command.add_option( "--classbench-flags", options.classbench.flags, "flags of a ClassBench set: ignore or honour" )
+  command.add_option( "--classbench-flags", options.classbench.flags, "flags of a ClassBench set" )
       ->transform( oneOf<Host::ClassbenchFlags>(
           { { "ignore", Host::ClassbenchFlags::ignore }, { "honour", Host::ClassbenchFlags::honour } } ) );
 }
 
 void addOutput( CLI::App& command, std::string& output ) {
-  command.add_option( "-o,--output", output, "file to write; it is the old one or the whole new one" );
+  command.add_option( "-o,--output", output, "file to write; it is the old one or the whole new one" )
+      ->type_name( kFile );
 }
 
 /// The command line as one object: CLI11 writes into the options, and the chosen subcommand runs.
@@ -120,9 +130,9 @@ class CommandLine {
  public:
   CommandLine() {
     app_.require_subcommand( 1 );
-    app_.footer( kExitStatuses );
-    app_.set_version_flag( "--version", "orvex " ORVEX_VERSION );
-    app_.get_formatter()->column_width( 34 );
+    app_.formatter( std::make_shared<HelpText>() );
+    app_.set_help_flag( "-h,--help", "show this help" );
+    app_.set_version_flag( "--version", "orvex " ORVEX_VERSION, "show the version" );
 
     CLI::App& check =
         add( "check", "report errors and warnings, and compile nothing", [this] { return Cli::check( check_ ); } );
@@ -133,15 +143,16 @@ class CommandLine {
                              [this] { return Cli::compile( compile_ ); } );
     addConsole( compile, compile_.console );
     addPolicy( compile, compile_.policy );
-    compile.add_option( "--chip", compile_.chip, "a chip of \"orvex chips\", a profile's file, or all" );
-    compile.add_option( "--format", compile_.format, "summary, table (entries by rule) or json (the snapshot)" )
+    compile.add_option( "--chip", compile_.chip, "a chip of \"orvex chips\", a profile's file, or all" )
+        ->type_name( kChip );
+    compile.add_option( "--format", compile_.format, "the snapshot, a summary, or a table of entries by rule" )
         ->transform( oneOf<CompileFormat>( { { "summary", CompileFormat::summary },
                                              { "table", CompileFormat::table },
                                              { "json", CompileFormat::json } } ) );
     auto* const placement = compile
                                 .add_option_function<LabelPlacement>(
                                     "--placement", [this]( LabelPlacement value ) { compile_.placement = value; },
-                                    "how labels are placed, whatever the chip says: costOrder or nested" )
+                                    "how labels are placed, whatever the chip says" )
                                 ->transform( oneOf<LabelPlacement>( { { "costOrder", LabelPlacement::costOrder },
                                                                       { "nested", LabelPlacement::nested } } ) );
     compile
@@ -159,12 +170,18 @@ class CommandLine {
     addPolicy( classify, classify_.policy );
     CLI::App& packetsFrom = *classify.add_option_group( "Packets" )->require_option( 1 );
     packetsFrom.set_help_flag();
-    packetsFrom.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" );
-    auto* const capture = packetsFrom.add_option( "--pcap", classify_.capture,
-                                                  "a capture, pcap or pcapng: hits by rule; - is standard input" );
-    classify.add_option( "--acl", classify_.acl, "with --pcap: the ACL that is asked; else all are" )->needs( capture );
+    packetsFrom.add_option( "--packets", classify_.packets, "packets, a JSON object a line; - is standard input" )
+        ->type_name( kFile );
+    auto* const capture = packetsFrom
+                              .add_option( "--pcap", classify_.capture,
+                                           "or a capture, pcap or pcapng: hits by rule; - is standard input" )
+                              ->type_name( kFile );
+    classify.add_option( "--acl", classify_.acl, "with --pcap: the ACL that is asked; else all are" )
+        ->type_name( "NAME" )
+        ->needs( capture );
     classify.footer( kClassifyExamples );
-    classify.add_option( "--chip", classify_.chip, "a chip of \"orvex chips\", or a profile's file" );
+    classify.add_option( "--chip", classify_.chip, "a chip of \"orvex chips\", or a profile's file" )
+        ->type_name( kChip );
     auto* const interpret = classify.add_flag_callback(
         "--interpret", [this] { classify_.mode = ClassifyMode::interpret; },
         "verdicts from the policy and not from the table" );
@@ -188,8 +205,8 @@ class CommandLine {
                             [this] { return Cli::update( update_ ); } );
     addConsole( update, update_.console );
     addPolicy( update, update_.policy );
-    update.add_option( "--chip", update_.chip, "a chip of \"orvex chips\", or a profile's file" );
-    update.add_option( "--format", update_.format, "summary, or json (with the writes in order)" )
+    update.add_option( "--chip", update_.chip, "a chip of \"orvex chips\", or a profile's file" )->type_name( kChip );
+    update.add_option( "--format", update_.format, "the writes in order, or a summary" )
         ->transform( oneOf<UpdateFormat>( { { "summary", UpdateFormat::summary }, { "json", UpdateFormat::json } } ) );
     addOutput( update, update_.output );
 
@@ -197,15 +214,15 @@ class CommandLine {
                              [this] { return Cli::packets( packets_ ); } );
     addConsole( packets, packets_.console );
     addPolicy( packets, packets_.policy );
-    packets.add_option( "--count", packets_.count, "how many" );
-    packets.add_option( "--seed", packets_.seed, "equal seeds make equal packets" );
+    packets.add_option( "--count", packets_.count, "how many; 1000 by default" )->type_name( kNumber );
+    packets.add_option( "--seed", packets_.seed, "equal seeds make equal packets; 1 by default" )->type_name( kNumber );
     addOutput( packets, packets_.output );
 
     CLI::App& convert =
         add( "convert", "write a policy of any format in another", [this] { return Cli::convert( convert_ ); } );
     addConsole( convert, convert_.console );
     addPolicy( convert, convert_.policy );
-    convert.add_option( "--to", convert_.to, "format: acl (which is the default), classbench, rfc8519 or openconfig" )
+    convert.add_option( "--to", convert_.to, "the format to write; acl by default" )
         ->transform( oneOf( policyFormats() ) );
     addOutput( convert, convert_.output );
 
@@ -222,6 +239,7 @@ class CommandLine {
     completion.add_option( "SHELL", shell_, "bash, zsh or fish" )
         ->required()
         ->transform( oneOf<Shell>( { { "bash", Shell::bash }, { "zsh", Shell::zsh }, { "fish", Shell::fish } } ) );
+    app_.footer( kExamples );  // last: a subcommand starts out with the footer that the command has by then
   }
 
   int run( int argc, char** argv ) {
@@ -240,30 +258,35 @@ class CommandLine {
              [this] { return Cli::explain( explain_ ); } );
     addConsole( explain, explain_.console );
     addPolicy( explain, explain_.policy );
-    explain.add_option( "--chip", explain_.chip, "a chip of \"orvex chips\", or a profile's file" );
-    explain.add_option( "--packet", explain_.packet, "the packet, as in a file of packets; or else its fields:" );
-    explain.add_option( "--acl", explain_.acl, "the ACL; left out, the only one of the packet's family" );
+    explain.add_option( "--chip", explain_.chip, "a chip of \"orvex chips\", or a profile's file" )->type_name( kChip );
+    explain.add_option( "--packet", explain_.packet, "the packet, as in a file of packets; or else its fields:" )
+        ->type_name( "JSON" );
+    explain.add_option( "--acl", explain_.acl, "the ACL; left out, the only one of the packet's family" )
+        ->type_name( "NAME" );
     struct Option {
       char const* name;
       char const* field;
+      char const* value;
       char const* description;
     };
-    static constexpr Option kOptions[] = { { "--src", "src", "source address" },
-                                           { "--dst", "dst", "destination address" },
-                                           { "--proto", "proto", "protocol, by number or name" },
-                                           { "--sport", "sport", "source port, by number or service" },
-                                           { "--dport", "dport", "destination port, by number or service" },
-                                           { "--icmp-type", "icmpType", "ICMP type, by number or name" },
-                                           { "--length", "length", "length" },
-                                           { "--fragment", "fragment", "fragment offset" },
-                                           { "--dscp", "dscp", "DSCP, by number or name" },
-                                           { "--ttl", "ttl", "TTL" },
-                                           { "--tcp-flags", "tcpFlags", "the byte of TCP flags" } };
+    static constexpr Option kOptions[] = { { "--src", "src", "ADDRESS", "source address" },
+                                           { "--dst", "dst", "ADDRESS", "destination address" },
+                                           { "--proto", "proto", "PROTOCOL", "protocol, by number or name" },
+                                           { "--sport", "sport", "PORT", "source port, by number or service" },
+                                           { "--dport", "dport", "PORT", "destination port, by number or service" },
+                                           { "--icmp-type", "icmpType", "TYPE", "ICMP type, by number or name" },
+                                           { "--length", "length", "N", "length" },
+                                           { "--fragment", "fragment", "N", "fragment offset" },
+                                           { "--dscp", "dscp", "DSCP", "DSCP, by number or name" },
+                                           { "--ttl", "ttl", "N", "TTL" },
+                                           { "--tcp-flags", "tcpFlags", "N", "the byte of TCP flags" } };
     for ( Option const& option : kOptions )
-      explain.add_option_function<std::string>(
-          option.name, [this, field = option.field]( std::string const& text ) { explain_.fields[field] = text; },
-          option.description );
-    explain.add_option( "--format", explain_.format, "text or json" )
+      explain
+          .add_option_function<std::string>(
+              option.name, [this, field = option.field]( std::string const& text ) { explain_.fields[field] = text; },
+              option.description )
+          ->type_name( option.value );
+    explain.add_option( "--format", explain_.format, "for programs, or for reading" )
         ->transform( oneOf<ExplainFormat>( { { "text", ExplainFormat::text }, { "json", ExplainFormat::json } } ) );
     addOutput( explain, explain_.output );
   }
