@@ -10,7 +10,7 @@ if( ORVEX_HOST )
 endif()
 set( CPACK_PACKAGE_NAME orvex )
 set( CPACK_PACKAGE_VENDOR "Orvex developers" )
-set( CPACK_PACKAGE_CONTACT "Orvex developers <orvex@localhost>" )
+set( CPACK_PACKAGE_CONTACT "Orvex developers <orvex@orvex.invalid>" )
 set( CPACK_PACKAGE_DESCRIPTION_SUMMARY "" )  # each package has its own
 set( CPACK_PACKAGING_INSTALL_PREFIX /usr )
 set( CPACK_STRIP_FILES ON )

@@ -2,7 +2,8 @@
 
 build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libfmt-dev nlohmann-json3-dev libcli11-dev
   libpcap-dev libjemalloc-dev)
-check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy)
+check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy help2man man-db dpkg-dev file)
+package_packages=(pkg-config help2man man-db dpkg-dev file lintian)
 release_packages=(gcovr cppcheck)
 
 # require_packages PACKAGE...: installs through apt those that are missing, and says which. Without the right to install,

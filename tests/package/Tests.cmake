@@ -44,3 +44,19 @@ set_tests_properties( Package.ExportsOnlyItsNamespaces Package.Installs ${instal
 set_tests_properties( Package.Installs PROPERTIES FIXTURES_SETUP installed_package )
 set_tests_properties( ${installed_package_tests} PROPERTIES FIXTURES_REQUIRED installed_package )
 set_tests_properties( Package.IsFoundByPkgConfig PROPERTIES SKIP_RETURN_CODE 77 )
+
+# Packages are made of what users run, where there is what makes them.
+find_program( DPKG_SHLIBDEPS dpkg-shlibdeps )
+if( ORVEX_HOST AND DPKG_SHLIBDEPS AND NOT ORVEX_SANITIZERS AND CMAKE_BUILD_TYPE STREQUAL "Release" )
+  add_test( NAME Package.DebianPackagesAreMade
+    COMMAND ${CMAKE_CPACK_COMMAND} -G DEB --config ${PROJECT_BINARY_DIR}/CPackConfig.cmake -B ${package_dir}/debian
+  )
+  add_test( NAME Package.DebianPackagesHoldWhatTheyShould
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/package/debian.sh ${package_dir}/debian ${package_dir}/unpacked ${CMAKE_CXX_COMPILER}
+  )
+  set_tests_properties( Package.DebianPackagesAreMade PROPERTIES FIXTURES_SETUP debian_packages )
+  set_tests_properties( Package.DebianPackagesHoldWhatTheyShould PROPERTIES FIXTURES_REQUIRED debian_packages )
+  set_tests_properties( Package.DebianPackagesAreMade Package.DebianPackagesHoldWhatTheyShould
+    PROPERTIES LABELS package_tests TIMEOUT 300
+  )
+endif()
