@@ -16,7 +16,8 @@ FormatLosses::OfAcl& FormatLosses::lossesOf( std::string_view what, Acl const& a
 void FormatLosses::add( std::string_view what, Acl const& acl ) { lossesOf( what, acl ); }
 
 void FormatLosses::add( std::string_view what, Acl const& acl, Rule const& rule ) {
-  lossesOf( what, acl ).rules.push_back( &rule );
+  auto& rules = lossesOf( what, acl ).rules;
+  if ( rules.empty() || rules.back() != &rule ) rules.push_back( &rule );  // source and destination may lose the same
 }
 
 void FormatLosses::report( PolicyPlaces const& places, Diagnostics& diagnostics ) const {
