@@ -1,7 +1,7 @@
 # Sourced by the other scripts. Debian packages that the project is built, tested and checked with.
 
 build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libfmt-dev nlohmann-json3-dev libcli11-dev
-  libpcap-dev libjemalloc-dev)
+  libpcap-dev libjemalloc-dev python3)
 check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy help2man man-db dpkg-dev file)
 package_packages=(pkg-config help2man man-db dpkg-dev file lintian)
 release_packages=(gcovr cppcheck)

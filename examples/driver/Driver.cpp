@@ -99,11 +99,17 @@ void Driver::handlePolicy() {
 }
 
 bool Driver::serve() {
-  if ( queue_.empty() ) return false;
+  if ( queue_.empty() || !chipAnswers_ ) return false;
   auto const next = std::move( queue_.front() );
   queue_.pop_front();
   next();
   return true;
+}
+
+void Driver::requestsDelAll() {
+  queue_.clear();
+  reserved_ = 0;
+  status_->globalAclControlIs( GlobalAclControl::doNotApply );
 }
 
 Driver::Answer Driver::answer( RequestState request ) {

@@ -44,8 +44,14 @@ class Driver : public Kiv::StateMachine {
           Kiv::Ptr<Orvex::PDStatus> const& status, std::uint64_t capacity );
   ~Driver() override;
 
-  /// Answers what has waited longest. False when nothing waits.
+  /// Answers what has waited longest. False when nothing waits, or the chip does not answer.
   bool serve();
+
+  /// The host gives up: drops what waits, what is reserved, and the blanket policy.
+  /// Requires: the compiler's root is gone.
+  void requestsDelAll();
+
+  void chipAnswersIs( bool answers ) { chipAnswers_ = answers; }
 
   ChipTables const& tables() const { return tables_; }
   /// Entries in force.
@@ -72,5 +78,6 @@ class Driver : public Kiv::StateMachine {
   std::uint64_t capacity_;
   std::uint64_t used_ = 0;
   std::uint64_t reserved_ = 0;
+  bool chipAnswers_ = true;
   Kiv::Ptr<KivPDConfig> kivPDConfig_;
 };

@@ -1,5 +1,5 @@
-/// A host: compiles three versions of a policy for one chip, and prints what becomes of each and what the chip then holds.
-/// The third does not fit, and leaves the second in force.
+/// A host: compiles versions of a policy for one chip, and prints what becomes of each and what the chip then holds. The
+/// third does not fit, the fourth meets a chip that does not answer, and both leave the second in force.
 
 #include <iostream>
 #include <string_view>
@@ -33,24 +33,35 @@ class Host {
   /// Compiles a policy and sees it into the chip. Each version has entities and a pipeline of its own and is kicked once;
   /// the pipeline is gone before the next one is made.
   void load( Kiv::Ptr<AclConfigColl> const& policy ) {
+    auto const snapshotBefore = pdConfig_->currPDData();
     auto const request = Kiv::make<RootConfig>( kChip );
     auto const progress = Kiv::make<RootStatus>( kChip );
-    auto const root =
-        orvexRootSmFactory( kChip, capability_, request, progress, policy, parameters_, pdConfig_, pdStatus_ );
+    auto root = orvexRootSmFactory( kChip, capability_, request, progress, policy, parameters_, pdConfig_, pdStatus_ );
     request->orvexKickTimeIs( Kiv::System::currentTime() );
     runUntilNothingIsDue();
     std::cout << "  " << progress->kickProgress();
     if ( !progress->kickMessage().empty() ) std::cout << ": " << progress->kickMessage();
     std::cout << '\n';
+    if ( progress->kickProgress() == OrvexProgress::orvexRunning ) giveUp( root, snapshotBefore );
   }
 
-  Driver const& driver() const { return *driver_; }
+  Driver& driver() { return *driver_; }
 
  private:
   /// An agent does this whenever its loop wakes up, for a timer or for its driver.
   void runUntilNothingIsDue() {
     while ( wheel_->due() || driver_->serve() )
       while ( wheel_->due() ) wheel_->service();
+  }
+
+  /// What an agent's watchdog does when the driver has been silent for too long. Without a root nothing listens to the chip's
+  /// entities, and what it began is taken back on both sides.
+  void giveUp( Kiv::Ptr<OrvexRootSm>& root, Kiv::Ptr<PDData> const& snapshotBefore ) {
+    root = nullptr;
+    pdConfig_->globalAclControlIs( GlobalAclControl::doNotApply );
+    driver_->requestsDelAll();
+    pdConfig_->currPDDataIs( snapshotBefore );
+    std::cout << "  given up: the driver is silent\n";
   }
 
   Kiv::Ptr<ChipHwCapability> capability_ = makeCapability();
@@ -134,4 +145,11 @@ int main() {
   std::cout << "version 3: web is packets of 64 to 1500 bytes\n";
   host.load( makeLargePolicy() );
   std::cout << "  in force: " << host.driver().used() << " entries of version 2\n";
+  std::cout << "version 4: web is port 80, and the chip does not answer\n";
+  host.driver().chipAnswersIs( false );
+  host.load( makePolicy( { 80 } ) );
+  std::cout << "  in force: " << host.driver().used() << " entries of version 2\n";
+  std::cout << "version 5: the same, and it answers\n";
+  host.driver().chipAnswersIs( true );
+  host.load( makePolicy( { 80 } ) );
 }
