@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What takes too long for every change, and is run before a release: coverage, the analysers, a long soak, and every
-# long-running program that the build has made under fuzz/.
+# What takes too long for every change, and is run before a release: coverage, the analysers, a long soak, every long-running
+# program that the build has made under fuzz/, and the Debian packages in an empty system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
@@ -53,4 +53,5 @@ step "coverage" coverage
 step "clang analyzer" clang_analyzer
 step "cppcheck" cppcheck_sources
 step "long runs" long_runs
+step "packages" scripts/check-packages.sh
 echo "All release checks passed."
