@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""documented-excerpts.py DOCUMENT SOURCE...: fails unless every ```cpp block of the document stands, line for line, in one of the
-sources."""
+"""documented-excerpts.py DOCUMENT SOURCE...: fails unless every ```cpp block of the document stands, line for line, in
+one of the sources."""
 import pathlib
 import re
 import sys

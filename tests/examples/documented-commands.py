@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Runs what a document shows as commands, in their order, and fails unless each prints what stands below it.
 
-    documented-session.py DOCUMENT WORK_DIR [--shell SHELL] [--program NAME=FILE]... [--examples DIR] [--only WORD]
+    documented-commands.py DOCUMENT WORK_DIR [--shell SHELL] [--program NAME=FILE]... [--examples DIR]
 
-A command is an indented line "$ COMMAND". Below it stands its output, errors and all; a line "..." stands for any lines, and
-of times only the unit counts. It ends with status 0, or the one that a comment says: "$ COMMAND   # exit status 1".
+A command is an indented line "$ COMMAND". Below it stands its output, errors and all; a line "..." stands for any lines,
+and of times only the unit counts. It ends with status 0, or the one that a comment says: "$ COMMAND   # exit status 1".
 "$ cat FILE" of a file that is not there yet writes the file: this is how a document says what its reader is to type.
-SHELL runs the commands, and may be one in another root; else WORK_DIR is made anew, with the examples in it, and PROGRAMs
-are found by their names, which may be relative paths. --only runs only the commands that have the word.
+SHELL runs the commands, and may be one in another root; else WORK_DIR is made anew, with the examples in it, and
+PROGRAMs are found by their names, which may be relative paths.
 """
 import argparse
 import difflib
@@ -45,7 +45,7 @@ def agrees(shown, printed):
     return re.fullmatch(pattern, without_times(printed) + "\n") is not None
 
 
-class Session:
+class Shell:
     def __init__(self, shell, work, environment):
         self.shell, self.work, self.environment = shell, work, environment
 
@@ -89,20 +89,19 @@ def main():
     parser.add_argument("--shell")
     parser.add_argument("--program", action="append", default=[])
     parser.add_argument("--examples")
-    parser.add_argument("--only", default="")
     arguments = parser.parse_args()
 
     environment = dict(os.environ, LC_ALL="C.UTF-8")
     if not arguments.shell:
         make_work_dir(arguments.work, arguments.program, arguments.examples)
         environment["PATH"] = os.path.abspath(f"{arguments.work}/.bin") + ":" + environment["PATH"]
-    session = Session(shlex.split(arguments.shell or "bash"), arguments.work, environment)
+    shell = Shell(shlex.split(arguments.shell or "bash"), arguments.work, environment)
 
     with open(arguments.document, encoding="utf-8") as document:
-        commands = [pair for pair in commands_of(document.read()) if arguments.only in pair[0]]
+        commands = commands_of(document.read())
     failures = 0
     for command, shown in commands:
-        if problem := session.problem_of(command, shown):
+        if problem := shell.problem_of(command, shown):
             failures += 1
             print(f"$ {command}\n{problem}")
     print(f"{arguments.document}: {len(commands)} commands, {failures} of which are wrong")
