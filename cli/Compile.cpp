@@ -17,6 +17,7 @@
 #include "pipeline/ProvedCompile.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/Lint.h"
+#include "report/Report.h"
 
 namespace Orvex::Cli {
 
@@ -212,13 +213,26 @@ bool isLeftUnproved( CompileResult const& result, CompileOptions const& options 
   return !options.verify && result.outcome == CompileOutcome::refused && result.shortages.empty();
 }
 
-/// What "check" would warn of; all of it would hide the summary.
-void showLintCount( Host::LocatedPolicy const& located ) {
+/// Finds what "check" would warn of, and says how much it is: all of it would hide the summary.
+Host::Diagnostics lintWarnings( Host::LocatedPolicy const& located, CompileOptions const& options ) {
   Host::Diagnostics findings;
-  Host::lint( located, findings );
-  if ( findings.warnings() != 0 )
+  bool const isToBeSaid = !options.console.quiet && options.format == CompileFormat::summary;
+  if ( isToBeSaid || !options.report.empty() ) Host::lint( located, findings );
+  if ( isToBeSaid && findings.warnings() != 0 )
     fmt::print( stderr, "{} about what the rules mean; \"orvex check\" shows them\n",
                 counted( findings.warnings(), "warning" ) );
+  return findings;
+}
+
+void writeReport( CompileOptions const& options, Host::LocatedPolicy const& located, Host::ChipProfile const& profile,
+                  Host::ProvedResult const& proved, Host::Diagnostics const& readerWarnings,
+                  Host::Diagnostics const& lintWarnings ) {
+  if ( options.report.empty() ) return;
+  Host::OutputFile page( options.report );
+  Host::writeReport(
+      { options.policy.files, located, profile, proved.compile, proved.proof.isProved(), readerWarnings, lintWarnings },
+      [&page]( std::string_view text ) { page.write( text ); } );
+  page.commit();
 }
 
 /// A line a chip. Done when every chip takes the policy.
@@ -284,7 +298,13 @@ int compile( CompileOptions const& options ) {
   auto profile = forAll ? Host::builtInProfiles().front() : readChip( options.chip, diagnostics );
   show( diagnostics, options.console );
   if ( !located || !profile ) return kQuestionIsWrong;
-  if ( !options.console.quiet && options.format == CompileFormat::summary ) showLintCount( *located );
+  if ( !options.report.empty() && ( forAll || options.report == options.output ) ) {
+    showError( forAll ? "a report is of one chip; give --chip a name or a file"
+                      : "the report and the output are one file; give --report another",
+               options.console );
+    return kQuestionIsWrong;
+  }
+  Host::Diagnostics const findings = lintWarnings( *located, options );
   if ( options.placement ) profile->labelPlacement = *options.placement;
   if ( options.comparePlacements && forAll ) {
     showError( "placements are compared on one chip; give --chip a name or a file", options.console );
@@ -296,6 +316,7 @@ int compile( CompileOptions const& options ) {
   Host::SoftwareChip chip( kChip, *profile );
   Host::ProvedResult const proved = compiled( located->policy, chip, options );
   CompileResult const& result = proved.compile;
+  writeReport( options, *located, *profile, proved, diagnostics, findings );
   if ( isLeftUnproved( result, options ) ) {
     showWarning( "the table is not proved to be the policy, and nothing is loaded", options.console );
   } else if ( result.outcome != CompileOutcome::loaded ) {

@@ -53,6 +53,8 @@ struct CompileOptions {
   /// Or else nothing is loaded.
   bool verify = true;
   std::string output = "-";
+  /// A page to be written beside the output; empty: none.
+  std::string report;
 };
 
 enum class ClassifyMode : std::uint32_t { table, interpret, compare };

@@ -155,10 +155,12 @@ class CommandLine {
                                     "how labels are placed, whatever the chip says" )
                                 ->transform( oneOf<LabelPlacement>( { { "costOrder", LabelPlacement::costOrder },
                                                                       { "nested", LabelPlacement::nested } } ) );
-    compile
-        .add_flag( "--compare-placements", compile_.comparePlacements,
-                   "what each placement comes to, beside plain prefix expansion" )
-        ->excludes( placement );
+    auto* const comparing = compile
+                                .add_flag( "--compare-placements", compile_.comparePlacements,
+                                           "what each placement comes to, beside plain prefix expansion" )
+                                ->excludes( placement );
+    compile.add_option( "--report", compile_.report, "HTML file to write: pictures of what it came to" )
+        ->excludes( comparing );
     compile.add_flag_callback(
         "--no-verify", [this] { compile_.verify = false; },
         "do not prove the table equal to the policy; nothing is loaded then" );

@@ -1,0 +1,38 @@
+# Text files built into the program, with their SHA-256 hashes as a Content Security Policy writes them.
+
+# base64_of_hex( NAME HEX ): three bytes become four characters; of the last group, what is missing is "=".
+function( base64_of_hex name hex )
+  set( alphabet "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/" )
+  string( LENGTH "${hex}" digits )
+  set( base64 "" )
+  set( at 0 )
+  while( at LESS digits )
+    string( SUBSTRING "${hex}0000" ${at} 6 group )
+    foreach( shift 18 12 6 0 )
+      math( EXPR position "( 0x${group} >> ${shift} ) & 63" )
+      string( SUBSTRING "${alphabet}" ${position} 1 character )
+      string( APPEND base64 "${character}" )
+    endforeach()
+    math( EXPR at "${at} + 6" )
+  endwhile()
+  math( EXPR missing "( ${at} - ${digits} ) / 2" )
+  string( LENGTH "${base64}" length )
+  math( EXPR kept "${length} - ${missing}" )
+  string( SUBSTRING "${base64}" 0 ${kept} base64 )
+  string( REPEAT "=" ${missing} padding )
+  set( ${name} "${base64}${padding}" PARENT_SCOPE )
+endfunction()
+
+# read_resource( NAME FILE ): its text as NAME and its hash as NAME_hash; configures again when it changes.
+function( read_resource name file )
+  set_property( DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file} )
+  file( READ ${file} text )
+  string( SHA256 hex "${text}" )
+  base64_of_hex( hash ${hex} )
+  set( ${name} "${text}" PARENT_SCOPE )
+  set( ${name}_hash "${hash}" PARENT_SCOPE )
+endfunction()
+
+read_resource( style ${CMAKE_CURRENT_SOURCE_DIR}/report/report.css )
+read_resource( script ${CMAKE_CURRENT_SOURCE_DIR}/report/report.js )
+configure_file( report/Resources.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/report/Resources.cpp @ONLY )
