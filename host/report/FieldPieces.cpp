@@ -77,16 +77,16 @@ std::string namesOf( std::vector<RuleOfAcl> const& rules ) {
   return text;
 }
 
-std::string textOf( ValueRange const& range ) {
+std::string valuesText( ValueRange const& range ) {
   std::string text = std::to_string( range.first );
   if ( range.last != range.first ) text.append( "-" ).append( std::to_string( range.last ) );
   return text;
 }
 
-std::string textOf( RangeSet const& ranges ) {
+std::string valuesText( RangeSet const& ranges ) {
   std::string text;
   for ( std::size_t at = 0; at != ranges.size() && at != kMaxNamedRanges; ++at )
-    text.append( text.empty() ? "" : " " ).append( textOf( ranges[at] ) );
+    text.append( text.empty() ? "" : " " ).append( valuesText( ranges[at] ) );
   if ( ranges.size() > kMaxNamedRanges )
     text += " and " + std::to_string( ranges.size() - kMaxNamedRanges ) + " more ranges";
   return text;

@@ -32,9 +32,9 @@ struct RuleOfAcl {
 std::string namesOf( std::vector<RuleOfAcl> const& rules );
 
 /// "80 443 1024-65535", a long one cut, with what is missing counted.
-std::string textOf( RangeSet const& ranges );
+std::string valuesText( RangeSet const& ranges );
 /// "80", "1024-65535"
-std::string textOf( ValueRange const& range );
+std::string valuesText( ValueRange const& range );
 
 /// One of the field's distinct sets, and the rules that have it.
 struct FieldSet {

@@ -25,6 +25,8 @@ constexpr int kSetHeight = 26;
 constexpr std::size_t kPieceUnits = 4;
 constexpr std::size_t kGapUnits = 1;
 constexpr std::size_t kUnitWidth = 18;
+/// On paper a wider drawing has no room for the values under its columns.
+constexpr std::size_t kPaperUnits = 60;
 
 std::string_view titleOf( Field field ) {
   static constexpr std::array<std::string_view, kFieldCount> kTitles = {
@@ -58,11 +60,12 @@ class FieldDrawing {
   }
 
   void write() {
-    html_.print( R"(<div class="drawing" tabindex="0" role="region" aria-label="{0}, drawn"><svg role="img" )"
+    html_.print( R"(<div class="drawing{5}" tabindex="0" role="region" aria-label="{0}, drawn"><svg role="img" )"
                  R"(aria-label="{0}: {1} on a scale from 0 to {2}; the table below has them" width="{3}" height="{4}">
 )",
                  titleOf( field_.field ), counted( field_.heldPieces(), "piece" ), maximumOf( field_.field ),
-                 columnEnds_.back() * kUnitWidth, kSetsTop + kSetHeight * static_cast<int>( sets_ ) );
+                 columnEnds_.back() * kUnitWidth, kSetsTop + kSetHeight * static_cast<int>( sets_ ),
+                 Markup{ columnEnds_.back() > kPaperUnits ? " wide" : "" } );
     writeScale();
     writeFan();
     writeColumns();
@@ -117,14 +120,14 @@ class FieldDrawing {
     for ( std::size_t column = 0; column != columns(); ++column ) {
       FieldPiece const& piece = field_.pieces[column];
       if ( piece.setCount == 0 ) continue;
-      html_.print( R"(<g class="piece" data-row="{}"><title>{}: {}, in {}</title>)", held++, textOf( piece.range ),
+      html_.print( R"(<g class="piece" data-row="{}"><title>{}: {}, in {}</title>)", held++, valuesText( piece.range ),
                    labelText( piece ), counted( piece.setCount, "set" ) );
       html_.print( R"(<rect class="{}" x="{}" y="{}" width="{}" height="30"/>)", tintOf( piece ), columnLeft( column ),
                    kColumnTop, columnWidth( column, column + 1 ) );
       html_.print( R"(<text class="label" x="{0}" y="{1}">{2}</text><text class="values" x="{0}" y="{3}">{4}</text></g>
 )",
                    columnMiddle( column ), kColumnTop + 20, piece.label ? std::to_string( *piece.label ) : "-",
-                   kColumnTop + 45, textOf( piece.range ) );
+                   kColumnTop + 45, valuesText( piece.range ) );
     }
   }
 
@@ -133,7 +136,7 @@ class FieldDrawing {
     int const top = kSetsTop + kSetHeight * static_cast<int>( at );
     html_.print(
         R"(<g class="set"><text x="0" y="{}">{} <tspan>{}</tspan></text><rect class="row" y="{}" width="100%" height="6"/>)",
-        top + 8, textOf( *set.ranges ), namesOf( set.rules ), top + 13 );
+        top + 8, valuesText( *set.ranges ), namesOf( set.rules ), top + 13 );
     std::size_t first = 0;
     for ( ValueRange const& range : *set.ranges ) {
       while ( first != columns() && field_.pieces[first].range.last < range.first ) ++first;
@@ -157,7 +160,7 @@ class FieldDrawing {
 std::string setsText( FieldPieces const& field, FieldPiece const& piece ) {
   std::string text;
   for ( std::size_t const set : piece.sets )
-    text += fmt::format( "{}{} ({})", text.empty() ? "" : ", ", textOf( *field.sets[set].ranges ),
+    text += fmt::format( "{}{} ({})", text.empty() ? "" : ", ", valuesText( *field.sets[set].ranges ),
                          namesOf( field.sets[set].rules ) );
   if ( piece.setCount > piece.sets.size() ) text += fmt::format( " and {} more", piece.setCount - piece.sets.size() );
   return text;
@@ -176,7 +179,7 @@ void writePieceTable( FieldPieces const& field, HtmlWriter& html ) {
   for ( FieldPiece const& piece : field.pieces ) {
     if ( piece.setCount == 0 ) continue;
     if ( ++listed > kListedPieces ) break;
-    html.print( "<tr><td>{}<td>{}<td>{}<td>{}</tr>\n", textOf( piece.range ),
+    html.print( "<tr><td>{}<td>{}<td>{}<td>{}</tr>\n", valuesText( piece.range ),
                 piece.label ? std::to_string( *piece.label ) : "-", grouped( piece.setCount ),
                 setsText( field, piece ) );
   }
@@ -195,13 +198,14 @@ std::string leftOutText( FieldPieces const& field ) {
 }
 
 void writeField( FieldPieces const& field, bool hasTable, HtmlWriter& html ) {
-  html.print( R"(<article class="field"><h3>{} <small>{}</small></h3><p>{} that rules ask for cut it into {}. {}{}</p>
+  html.print(
+      R"(<article class="field"><h3>{} <small>{}</small></h3><p>Rules ask for {} of its values, which makes {}. {}{}</p>
 )",
-              titleOf( field.field ), Kiv::stringValue( field.field ), counted( field.sets.size(), "set" ),
-              counted( field.heldPieces(), "piece" ),
-              hasTable ? "Each has the label that stands in it."
-                       : "The chip has no labels for this field and matches its values.",
-              leftOutText( field ) );
+      titleOf( field.field ), Kiv::stringValue( field.field ), counted( field.sets.size(), "set" ),
+      counted( field.heldPieces(), "piece" ),
+      hasTable ? "Each has the label that stands in it."
+               : "The chip has no labels for this field and matches its values.",
+      leftOutText( field ) );
   FieldDrawing( field, html ).write();
   html.print( R"(<p class="hint" aria-live="polite"></p>
 )" );
@@ -226,7 +230,7 @@ void writeFields( ReportSubject const& subject, HtmlWriter& html ) {
     else
       writeField( pieces, hasTable, html );
   }
-  if ( !unused.empty() ) html.print( "<p class=\"lead\">No rule asks for {}.</p>\n", unused );
+  if ( !unused.empty() ) html.print( "<p class=\"unused\">No rule asks for {}.</p>\n", unused );
   html.print( "</section>\n" );
 }
 

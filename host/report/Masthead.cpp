@@ -9,19 +9,23 @@ struct Verdict {
   /// Of the style sheet.
   std::string_view kind;
   std::string headline;
-  std::string text;
+  std::vector<std::string> reasons;
 };
 
 Verdict verdictOf( ReportSubject const& subject ) {
   CompileResult const& result = subject.result;
   std::string const chip = "chip " + subject.profile.name;
   if ( result.outcome == CompileOutcome::loaded )
-    return { "good", "Loaded into " + chip,
-             subject.isProved ? "Proved equal to the policy, for all packets."
-                              : "The table was not proved equal to the policy." };
-  if ( result.outcome == CompileOutcome::refused && result.shortages.empty() )
-    return { "open", "Not loaded into " + chip, result.message + "." };
-  return { "bad", ( result.shortages.empty() ? "Not loaded into " : "Does not fit " ) + chip, result.message + "." };
+    return { "good",
+             "Loaded into " + chip,
+             { subject.isProved ? "Proved equal to the policy, for all packets."
+                                : "The table was not proved equal to the policy." } };
+  if ( result.shortages.empty() )
+    return {
+        result.outcome == CompileOutcome::refused ? "open" : "bad", "Not loaded into " + chip, { result.message } };
+  Verdict verdict{ "bad", "Does not fit " + chip, {} };
+  for ( Shortage const& shortage : result.shortages ) verdict.reasons.push_back( textOf( shortage ) );
+  return verdict;
 }
 
 void writeFigure( std::string const& value, std::string_view what, HtmlWriter& html ) {
@@ -53,8 +57,9 @@ void writeMasthead( ReportSubject const& subject, HtmlWriter& html ) {
   Verdict const verdict = verdictOf( subject );
   html.print( "<header>\n<p class=\"eyebrow\">Orvex compile report</p>\n<h1>{}</h1>\n",
               fmt::format( "{}", fmt::join( subject.files, ", " ) ) );
-  html.print( "<div class=\"verdict {}\"><strong>{}</strong> <span>{}</span></div>\n", verdict.kind, verdict.headline,
-              verdict.text );
+  html.print( "<div class=\"verdict {}\"><strong>{}</strong>", verdict.kind, verdict.headline );
+  for ( std::string const& reason : verdict.reasons ) html.print( "<p>{}</p>", reason );
+  html.print( "</div>\n" );
   if ( !subject.profile.description.empty() )
     html.print( "<p class=\"chip\">{}: {}. Labels are placed in {} order.</p>\n", subject.profile.name,
                 subject.profile.description,

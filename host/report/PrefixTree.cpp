@@ -54,14 +54,14 @@ class TreeBuilder {
 
   /// As the policy calls it, or else by the first rule that has it.
   std::string nameOf( Acl const& acl, Rule const& rule, SharedPrefixList const& list ) const {
+    auto const named = located_.listNames.find( *list );
+    if ( named != located_.listNames.end() ) return named->second;
     auto const* const place = located_.places.rule( acl.family, acl.name, rule.index );
     ListParts const parts = !place ? nullptr : space_.src() ? place->source : place->destination;
     std::string name;
     if ( parts )
       for ( ListPart const& part : *parts ) name.append( name.empty() ? "" : "+" ).append( part.name );
-    if ( !name.empty() ) return name;
-    auto const named = located_.listNames.find( *list );
-    return named != located_.listNames.end() ? named->second : acl.name + " rule " + std::to_string( rule.index );
+    return name.empty() ? acl.name + " rule " + std::to_string( rule.index ) : name;
   }
 
   static void nest( std::vector<PrefixNode>& nodes ) {
