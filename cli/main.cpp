@@ -29,6 +29,7 @@ constexpr char const* kExamples =
     "  orvex compile edge.acl --chip all          does it fit, and where\n"
     "  orvex compile edge.acl --format json -o edge.json\n"
     "                                             write the table\n"
+    "  orvex compile edge.acl --report edge.html  pictures of what it came to, for a browser\n"
     "  orvex explain edge.acl --src 10.1.2.3 --dst 192.0.2.1 --proto tcp --dport 443\n"
     "                                             which rule decides, by which entry, and what nearly did\n"
     "  orvex verify edge.acl edge.json            is that table the policy, for all packets\n"
