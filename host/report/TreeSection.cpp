@@ -18,8 +18,7 @@ class TreeList {
   void write() {
     html_.print( "<ul class=\"tree\">\n" );
     std::size_t depth = 0;
-    for ( std::size_t at = 0; at != tree_.nodes.size(); ++at ) {
-      PrefixNode const& node = tree_.nodes[at];
+    for ( PrefixNode const& node : tree_.nodes ) {
       if ( !node.isChosen ) continue;
       for ( ; depth > node.depth; --depth ) close();
       write( node );
