@@ -160,7 +160,8 @@ class CommandLine {
                                 .add_flag( "--compare-placements", compile_.comparePlacements,
                                            "what each placement comes to, beside plain prefix expansion" )
                                 ->excludes( placement );
-    compile.add_option( "--report", compile_.report, "HTML file to write: pictures of what it came to" )
+    compile.add_option( "--report", compile_.report, "HTML page to write: pictures of what it came to" )
+        ->type_name( kFile )
         ->excludes( comparing );
     compile.add_flag_callback(
         "--no-verify", [this] { compile_.verify = false; },
