@@ -4,10 +4,7 @@
 #include "ProvedTable.h"
 #include "RandomEdit.h"
 #include "RandomPolicy.h"
-#include "packets/BoundaryPackets.h"
-#include "packets/PacketJson.h"
 #include "policy/AclConfigBuilder.h"
-#include "verify/Interpreter.h"
 
 namespace Orvex::Soak {
 
@@ -80,17 +77,7 @@ class Chain {
   /// What the chip has copied is asked by packets.
   void checkPackets() {
     if ( chip_->policyInForce() != GlobalAclControl::doNotApply ) fail( "a blanket policy is left", accepted_ );
-    for ( Host::Acl const& acl : accepted_.acls ) {
-      PDAclKey const key( acl.family, Host::libraryAclName( acl.family, acl.name ) );
-      Host::BoundaryPackets packets( one_.random, acl );
-      for ( int left = 10; left != 0; --left ) {
-        Verify::Packet const packet = packets.next();
-        if ( interpret( acl, packet ) != chip_->lookUp( key, packet ) )
-          fail( "the chip does not do what the last version accepted says about packet " +
-                    Host::packetJson( acl.name, packet ),
-                accepted_ );
-      }
-    }
+    askAboutBoundaries( *chip_, accepted_, 10, one_.random );
   }
 
   [[noreturn]] void fail( std::string const& problem, Host::Policy const& policy ) const {

@@ -3,6 +3,10 @@
 #include <algorithm>
 
 #include "RandomProfile.h"
+#include "packets/BoundaryPackets.h"
+#include "packets/PacketJson.h"
+#include "policy/AclConfigBuilder.h"
+#include "verify/Interpreter.h"
 
 namespace Orvex::Soak {
 
@@ -42,6 +46,28 @@ ProvedTable provedTable( Host::Policy const& policy, Case& one ) {
     one.tally.add( "refused for want of " + *shortage );
   }
   throw std::logic_error( "the last chip neither took nor refused the policy" );
+}
+
+AskedChip::AskedChip( Host::SoftwareChip const& chip, Host::Policy const& policy, Host::Acl const& acl )
+    : chip_( chip ), policy_( policy ), acl_( acl ), key_( acl.family, Host::libraryAclName( acl.family, acl.name ) ) {}
+
+Verify::Verdict AskedChip::verdict( Verify::Packet const& packet ) const {
+  Verify::Verdict const want = interpret( acl_, packet );
+  Verify::Verdict const have = chip_.lookUp( key_, packet );
+  if ( want != have )
+    throw Failure( "packet " + Host::packetJson( acl_.name, packet ) + ": the policy says " +
+                       Host::verdictJson( want ) + ", the chip " + Host::verdictJson( have ),
+                   policy_, chip_.profile() );
+  return want;
+}
+
+void askAboutBoundaries( Host::SoftwareChip const& chip, Host::Policy const& policy, std::uint64_t packetsAnAcl,
+                         Random& random ) {
+  for ( Host::Acl const& acl : policy.acls ) {
+    AskedChip const asked( chip, policy, acl );
+    Host::BoundaryPackets packets( random, acl );
+    for ( std::uint64_t left = packetsAnAcl; left != 0; --left ) asked.verdict( packets.next() );
+  }
 }
 
 }  // namespace Orvex::Soak

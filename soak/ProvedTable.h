@@ -9,6 +9,7 @@
 #include "Soak.h"
 #include "chip/SoftwareChip.h"
 #include "pipeline/ProvedCompile.h"
+#include "verify/Packet.h"
 
 namespace Orvex::Soak {
 
@@ -25,5 +26,27 @@ struct ProvedTable {
 /// Requires: the policy is normalised.
 /// Fails with: Failure, when a chip refuses it for another reason, or has loaded it without a proof.
 ProvedTable provedTable( Host::Policy const& policy, Case& one );
+
+/// Packets of an ACL that a chip is asked about.
+class AskedChip {
+ public:
+  /// Keep all of them. The ACL is one of the policy.
+  AskedChip( Host::SoftwareChip const& chip, Host::Policy const& policy, Host::Acl const& acl );
+
+  /// What the policy says about the packet, and the chip too.
+  /// Fails with: Failure, when it does not.
+  Verify::Verdict verdict( Verify::Packet const& packet ) const;
+
+ private:
+  Host::SoftwareChip const& chip_;
+  Host::Policy const& policy_;
+  Host::Acl const& acl_;
+  PDAclKey key_;
+};
+
+/// Asks a chip about packets on the boundaries of each ACL.
+/// Fails with: Failure, when it does not do what the policy says.
+void askAboutBoundaries( Host::SoftwareChip const& chip, Host::Policy const& policy, std::uint64_t packetsAnAcl,
+                         Random& random );
 
 }  // namespace Orvex::Soak

@@ -51,6 +51,8 @@ struct Mode {
   std::uint64_t cases;
   /// Fails with: Failure, or any other exception, which counts as one.
   std::function<void( Case& )> run;
+  /// Of a mode that goes through a world, how many cases there are in all: the last one's number. 0: there is no end.
+  std::uint64_t all = 0;
 };
 
 /// All modes, in the order in which they are listed.

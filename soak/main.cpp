@@ -14,14 +14,17 @@ namespace {
 constexpr char const* kDescription =
     "Makes random policies and holds the compiler, the chip and the prover to what they promise.\n"
     "\n"
-    "  orvex-soak equiv --count 20000        equal seeds and counts make equal runs\n"
-    "  orvex-soak equiv --only 17            one case by itself, such as one that failed\n";
+    "  orvex-soak equiv --count 20000               equal seeds and counts make equal runs\n"
+    "  orvex-soak equiv --first 20001 --count 500   the cases that come next\n"
+    "  orvex-soak equiv --only 17                   one case by itself, such as one that failed\n"
+    "  orvex-soak exhaustive --all                  every case that there is\n";
 
 /// Of more failures only the number is told.
 constexpr std::size_t kFailuresShown = 5;
 
 bool report( Mode const& mode, Run const& what ) {
-  fmt::print( "{}: seed {}, cases {} to {}\n", mode.name, what.seed, what.first, what.first + what.count - 1 );
+  std::string const ofAll = mode.all == 0 ? "" : fmt::format( " of {}", mode.all );
+  fmt::print( "{}: seed {}, cases {} to {}{}\n", mode.name, what.seed, what.first, what.first + what.count - 1, ofAll );
   RunResult const result = run( mode, what );
   for ( auto const& [name, count] : result.tally.counts() ) fmt::print( "{:>12}  {}\n", count, name );
   std::size_t left = kFailuresShown;
@@ -34,33 +37,53 @@ bool report( Mode const& mode, Run const& what ) {
   return result.failures.empty();
 }
 
+/// What the options of one mode came to.
+struct Choice {
+  Run what;
+  std::uint64_t only = 0;
+  bool all = false;
+};
+
+void addOptions( CLI::App& command, Mode const& mode, Choice& choice ) {
+  command.add_option( "--seed", choice.what.seed, "equal seeds make equal cases" );
+  auto* const first = command.add_option( "--first", choice.what.first, "the first case's number; 1 unless given" );
+  auto* const count =
+      command.add_option( "--count", choice.what.count, fmt::format( "cases; {} unless given", mode.cases ) );
+  auto* const only = command.add_option( "--only", choice.only, "one case, by its number" );
+  for ( auto* const number : { first, count, only } ) number->check( CLI::PositiveNumber );
+  only->excludes( first )->excludes( count );
+  command.add_option( "--jobs", choice.what.jobs, "threads" )->check( CLI::Range( 1, 64 ) );
+  if ( mode.all != 0 )
+    command.add_flag( "--all", choice.all, fmt::format( "all {} cases there are", mode.all ) )
+        ->excludes( first )
+        ->excludes( count )
+        ->excludes( only );
+}
+
+/// Fails with: std::invalid_argument for cases that there are not.
+Run runOf( Mode const& mode, Choice const& choice ) {
+  Run what = choice.what;
+  if ( choice.only != 0 ) what = { what.seed, choice.only, 1, 1 };
+  if ( what.count == 0 ) what.count = choice.all ? mode.all : mode.cases;
+  if ( mode.all != 0 && ( what.first > mode.all || what.count > mode.all - what.first + 1 ) )
+    throw std::invalid_argument( fmt::format( "{} has {} cases", mode.name, mode.all ) );
+  return what;
+}
+
 int runSoak( int argc, char** argv ) {
   CLI::App app( kDescription, "orvex-soak" );
   app.require_subcommand( 1 );
   app.footer( "Exit status: 0 nothing failed; 1 something did; 2 usage." );
   std::vector<Mode> const all = modes();
-  Run what;
-  std::uint64_t only = 0;
-  for ( Mode const& mode : all ) {
-    CLI::App& command = *app.add_subcommand( mode.name, mode.description );
-    command.add_option( "--seed", what.seed, "equal seeds make equal cases" );
-    auto* const count =
-        command.add_option( "--count", what.count, fmt::format( "cases; {} unless given", mode.cases ) );
-    count->check( CLI::PositiveNumber );
-    command.add_option( "--only", only, "one case, by its number" )->check( CLI::PositiveNumber )->excludes( count );
-    command.add_option( "--jobs", what.jobs, "threads" )->check( CLI::Range( 1, 64 ) );
-  }
+  Choice choice;
+  for ( Mode const& mode : all ) addOptions( *app.add_subcommand( mode.name, mode.description ), mode, choice );
   try {
     app.parse( argc, argv );
   } catch ( CLI::ParseError const& error ) {
     return app.exit( error ) == 0 ? 0 : 2;
   }
-  for ( Mode const& mode : all ) {
-    if ( !app.got_subcommand( mode.name ) ) continue;
-    if ( what.count == 0 ) what.count = mode.cases;
-    if ( only != 0 ) what = { what.seed, only, 1, 1 };
-    return report( mode, what ) ? 0 : 1;
-  }
+  for ( Mode const& mode : all )
+    if ( app.got_subcommand( mode.name ) ) return report( mode, runOf( mode, choice ) ) ? 0 : 1;
   return 2;
 }
 
