@@ -22,4 +22,8 @@ inline constexpr std::uint64_t kPacketsACase = 10'000;
 /// is decided by packets, which the policy and the broken table treat differently; the prover has no part in that.
 void faultsCase( Case& one );
 
+/// One policy of a small world, or one set of edits in all orders. The numbers of all cases are all that there is.
+void exhaustiveCase( Case& one );
+std::uint64_t exhaustiveCases();
+
 }  // namespace Orvex::Soak

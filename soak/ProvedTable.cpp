@@ -12,7 +12,6 @@ namespace Orvex::Soak {
 
 namespace {
 
-constexpr Brae::ChipId kChip( 1 );
 constexpr int kMostChips = 6;
 
 }  // namespace
@@ -27,23 +26,36 @@ std::optional<std::string> shortageOf( Host::CompileResult const& result ) {
   return std::nullopt;
 }
 
+bool isLoaded( Host::ProvedResult const& result, Host::Policy const& policy, Host::ChipProfile const& profile ) {
+  if ( result.compile.outcome != Host::CompileOutcome::loaded ) {
+    if ( !shortageOf( result.compile ) ) throw Failure( "not loaded: " + result.compile.message, policy, profile );
+    return false;
+  }
+  if ( !result.proof.isProved() ) throw Failure( "loaded without a proof", policy, profile );
+  return true;
+}
+
+void loadProved( Host::Policy const& policy, Host::SoftwareChip& chip ) {
+  auto const result = Host::compileProved( policy, chip );
+  if ( !isLoaded( result, policy, chip.profile() ) )
+    throw Failure( "not loaded: " + result.compile.message, policy, chip.profile() );
+}
+
 ProvedTable provedTable( Host::Policy const& policy, Case& one ) {
   for ( int left = kMostChips; left != 0; --left ) {
     Host::ChipProfile const profile =
         left == 1 ? Host::Test::widestProfile( one.random ) : Host::Test::randomProfile( one.random );
-    ProvedTable table{ std::make_unique<Host::SoftwareChip>( kChip, profile ), nullptr };
+    ProvedTable table{ std::make_unique<Host::SoftwareChip>( kSoakChip, profile ), nullptr };
     auto const result = Host::compileProved( policy, *table.chip );
-    if ( result.compile.outcome == Host::CompileOutcome::loaded ) {
-      if ( !result.proof.isProved() ) throw Failure( "loaded without a proof", policy, profile );
+    if ( isLoaded( result, policy, profile ) ) {
       table.snapshot = result.compile.snapshot;
       one.tally.add( "rules proved", result.proof.rules );
       one.tally.add( "rules proved by boxes", result.proof.rulesByBoxes );
       one.tally.add( "entries proved", result.proof.entries );
       return table;
     }
-    auto const shortage = shortageOf( result.compile );
-    if ( !shortage || left == 1 ) throw Failure( "not loaded: " + result.compile.message, policy, profile );
-    one.tally.add( "refused for want of " + *shortage );
+    if ( left == 1 ) throw Failure( "not loaded: " + result.compile.message, policy, profile );
+    one.tally.add( "refused for want of " + *shortageOf( result.compile ) );
   }
   throw std::logic_error( "the last chip neither took nor refused the policy" );
 }

@@ -13,8 +13,17 @@
 
 namespace Orvex::Soak {
 
+inline constexpr Brae::ChipId kSoakChip( 1 );
+
 /// Why a policy was refused that the chip has not enough for: "labels", "room", ...; nothing when it has.
 std::optional<std::string> shortageOf( Host::CompileResult const& result );
+
+/// Whether a version is in force now, which the chip otherwise has refused for a shortage.
+/// Fails with: Failure, when it has been refused for another reason, or has been loaded without a proof.
+bool isLoaded( Host::ProvedResult const& result, Host::Policy const& policy, Host::ChipProfile const& profile );
+
+/// Fails with: Failure, when the chip does not take the policy.
+void loadProved( Host::Policy const& policy, Host::SoftwareChip& chip );
 
 struct ProvedTable {
   std::unique_ptr<Host::SoftwareChip> chip;
