@@ -17,7 +17,7 @@ constexpr std::uint32_t kPlaces = 3;
 constexpr std::uint32_t kRules = 4;  // the first one is none
 constexpr std::uint32_t kLists = 4;
 constexpr std::uint32_t kDefaults = 2;
-constexpr std::uint32_t kBases = kRules * kRules * kRules * kLists;
+constexpr std::uint32_t kBases = kRules * kRules * kRules;
 constexpr std::uint32_t kEdits = kPlaces * kRules + kLists + kDefaults;
 constexpr std::uint32_t kNetwork = 0x0A000000;
 
@@ -28,8 +28,7 @@ struct Version {
   std::uint32_t list = 0;
   std::uint32_t defaultAction = 0;
 
-  explicit Version( std::uint32_t base ) : list( base % kLists ) {
-    base /= kLists;
+  explicit Version( std::uint32_t base ) {
     for ( std::uint32_t& rule : rules ) rule = std::exchange( base, base / kRules ) % kRules;
   }
 
