@@ -40,7 +40,7 @@ AddressTable::AddressTable( PDPrefixXformEntryColl const& prefixes, std::uint16_
 
 std::uint16_t AddressTable::labelOf( Vell::IpGenPrefix const& address ) const {
   Address const wanted = firstOf( address );
-  auto const firstBits = static_cast<std::size_t>( wanted >> ( 128 - kFirstBits ) );
+  std::size_t const firstBits = firstBitsOf( wanted );
   std::size_t at = pieceOfFirstBits_[firstBits];
   // The piece is one of `left` from `at` on; without a branch, which would be guessed wrong every other time.
   std::size_t left = pieceOfFirstBits_[firstBits + 1] - at + 1;
@@ -76,10 +76,11 @@ void AddressTable::addPiece( Address from, std::uint16_t label ) {
 }
 
 void AddressTable::indexFirstBits() {
-  pieceOfFirstBits_.resize( ( std::size_t{ 1 } << kFirstBits ) + 1 );
+  firstBits_ = std::min( static_cast<unsigned>( std::bit_width( from_.size() ) ) + 4, kMostFirstBits );
+  pieceOfFirstBits_.resize( ( std::size_t{ 1 } << firstBits_ ) + 1 );
   std::uint32_t piece = 0;
   for ( std::size_t firstBits = 0; firstBits + 1 != pieceOfFirstBits_.size(); ++firstBits ) {
-    Address const first = Address{ firstBits } << ( 128 - kFirstBits );
+    Address const first = Address{ firstBits } << ( 128 - firstBits_ );
     while ( piece + 1 != from_.size() && from_[piece + 1] <= first ) ++piece;
     pieceOfFirstBits_[firstBits] = piece;
   }

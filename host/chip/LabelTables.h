@@ -19,9 +19,10 @@ namespace Orvex::Host {
 ///                          from 10.2.0.0     1
 ///                          from 11.0.0.0     invalid
 ///
-/// The piece that holds an address is found by bisection, among those that begin with the same 16 bits: a table of
+/// The piece that holds an address is found by bisection, among those that begin with the same bits, up to 16: a table of
 /// thousands of prefixes takes a handful of steps. Addresses of both families stand at the left of 128 bits.
-/// Cost: 18 bytes for each piece, of which there are at most two for a prefix and one more; 256 KiB for the first bits.
+/// Cost: 18 bytes for each piece, of which there are at most two for a prefix and one more; for the first bits at most 128
+/// bytes a piece, and 256 KiB.
 class AddressTable {
  public:
   /// Every address has the label.
@@ -33,15 +34,20 @@ class AddressTable {
 
  private:
   __extension__ using Address = unsigned __int128;
-  static constexpr unsigned kFirstBits = 16;
+  static constexpr unsigned kMostFirstBits = 16;
 
   static Address firstOf( Vell::IpGenPrefix const& prefix );
   static Address lastOf( Vell::IpGenPrefix const& prefix );
   void addPiece( Address from, std::uint16_t label );
   void indexFirstBits();
+  std::size_t firstBitsOf( Address address ) const {
+    return static_cast<std::size_t>( static_cast<std::uint64_t>( address >> 64 ) >> ( 64 - firstBits_ ) );
+  }
 
   std::vector<Address> from_;  // ascending, the first 0
   std::vector<std::uint16_t> label_;
+  /// Some more than number the pieces.
+  unsigned firstBits_ = 0;
   /// For each value of the first bits, the piece that holds the first address with them; one more at the end.
   std::vector<std::uint32_t> pieceOfFirstBits_;
 };
