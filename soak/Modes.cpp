@@ -8,7 +8,8 @@ std::vector<Mode> modes() {
            { "packets", "10,000 packets a policy: the chip does what the policy says", 1'000, packetsCase },
            { "faults", "tables that were broken: every fault that changes the meaning is found", 2'000, faultsCase },
            { "exhaustive", "small worlds: every policy, every packet, every order of three edits", 60'000,
-             exhaustiveCase, exhaustiveCases() } };
+             exhaustiveCase, exhaustiveCases() },
+           { "metamorphic", "policies written in two ways: both tables do the same", 4'000, metamorphicCase } };
 }
 
 }  // namespace Orvex::Soak

@@ -26,4 +26,7 @@ void faultsCase( Case& one );
 void exhaustiveCase( Case& one );
 std::uint64_t exhaustiveCases();
 
+/// A policy is written in another way that does not change what it means, and does the same to every packet.
+void metamorphicCase( Case& one );
+
 }  // namespace Orvex::Soak
