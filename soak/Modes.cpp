@@ -9,7 +9,8 @@ std::vector<Mode> modes() {
            { "faults", "tables that were broken: every fault that changes the meaning is found", 2'000, faultsCase },
            { "exhaustive", "small worlds: every policy, every packet, every order of three edits", 60'000,
              exhaustiveCase, exhaustiveCases() },
-           { "metamorphic", "policies written in two ways: both tables do the same", 4'000, metamorphicCase } };
+           { "metamorphic", "policies written in two ways: both tables do the same", 4'000, metamorphicCase },
+           { "roundtrip", "every format: what is written comes back", 10'000, roundTripCase } };
 }
 
 }  // namespace Orvex::Soak

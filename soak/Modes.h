@@ -29,4 +29,8 @@ std::uint64_t exhaustiveCases();
 /// A policy is written in another way that does not change what it means, and does the same to every packet.
 void metamorphicCase( Case& one );
 
+/// A policy or a table is written in a format, and what is read back is the same. What a format cannot hold is counted, by
+/// the reason that it gives.
+void roundTripCase( Case& one );
+
 }  // namespace Orvex::Soak
