@@ -46,7 +46,13 @@ class SetMaker {
       result_.prefixes.push_back( each );
       excludeWithin( each );
     }
-    return listOfOpenConfigSet( std::move( result_ ) );
+    PrefixList set = listOfOpenConfigSet( std::move( result_ ) );
+    // A prefix that is excluded whole has gone, and what excludes it has nothing to do.
+    std::erase_if( set.excepts, [&set]( Vell::IpGenPrefix const& except ) {
+      auto const next = std::upper_bound( set.prefixes.begin(), set.prefixes.end(), except );
+      return next == set.prefixes.begin() || !std::prev( next )->contains( except );
+    } );
+    return set;
   }
 
  private:
