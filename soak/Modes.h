@@ -33,4 +33,8 @@ void metamorphicCase( Case& one );
 /// the reason that it gives.
 void roundTripCase( Case& one );
 
+/// A chip is asked for as much as it has of something, for one less, and for one more: that is refused with what is missing,
+/// and what was in force stays, until something comes that fits.
+void exhaustionCase( Case& one );
+
 }  // namespace Orvex::Soak

@@ -45,7 +45,7 @@ struct Shortage {
 /// In the order of the resources; nothing when the snapshot fits by itself.
 std::vector<Shortage> shortagesOf( ChipProfile const& profile, PDData const& snapshot );
 
-/// "ruleEntries: 512 there are, 1300 it would take; most cost ipv4 ACL edge-in, rule 40 (700); ..."
+/// "ruleEntries: there are 512, it would take 1300; most cost ipv4 ACL edge-in, rule 40 (700); ..."
 std::string textOf( Shortage const& shortage );
 
 /// A rule as messages name it: "ipv4 ACL edge-in, rule 40".
