@@ -1,17 +1,27 @@
 #!/usr/bin/env bash
-# Soaks the compiler, the chip and the prover with random cases: 20,000 policies and 20,000 edits proved, 10,000,000 packets,
-# 2,000 broken tables. Argument: how many times as many (1), and the seed (1): scripts/soak.sh 10 7
+# Soaks the compiler, the chip and the prover, mode by mode. Argument: how many times as many cases (1), and the seed (1):
+# scripts/soak.sh 10 7
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
 times=${1:-1}
 seed=${2:-1}
 
+# mode and cases
+modes="
+equiv 20000
+edits 800
+packets 1000
+faults 2000
+exhaustive 60000
+metamorphic 4000
+roundtrip 10000
+exhaustion 1000
+"
+
 require_packages "${build_packages[@]}" >&2
 build_preset release orvex-soak >&2
-soak() { step "soak: $1" build/release/soak/orvex-soak "$1" --count $(($2 * times)) --seed "$seed" --jobs "$(nproc)"; }
-
-soak equiv 20000
-soak edits 800
-soak packets 1000
-soak faults 2000
+while read -r mode cases; do
+  [ -z "$mode" ] ||
+    step "soak: $mode" build/release/soak/orvex-soak "$mode" --count $((cases * times)) --seed "$seed" --jobs "$(nproc)"
+done <<<"$modes"

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string>
 
 #include "Soak.h"
@@ -55,18 +56,20 @@ void addOptions( CLI::App& command, Mode const& mode, Choice& choice ) {
   command.add_option( "--jobs", choice.what.jobs, "threads" )->check( CLI::Range( 1, 64 ) );
   if ( mode.all != 0 )
     command.add_flag( "--all", choice.all, fmt::format( "all {} cases there are", mode.all ) )
-        ->excludes( first )
         ->excludes( count )
         ->excludes( only );
 }
 
-/// Fails with: std::invalid_argument for cases that there are not.
+/// Up to a mode's last case at most.
+/// Fails with: std::invalid_argument for a first case that there is not.
 Run runOf( Mode const& mode, Choice const& choice ) {
   Run what = choice.what;
   if ( choice.only != 0 ) what = { what.seed, choice.only, 1, 1 };
-  if ( what.count == 0 ) what.count = choice.all ? mode.all : mode.cases;
-  if ( mode.all != 0 && ( what.first > mode.all || what.count > mode.all - what.first + 1 ) )
-    throw std::invalid_argument( fmt::format( "{} has {} cases", mode.name, mode.all ) );
+  if ( what.count == 0 ) what.count = mode.cases;
+  if ( mode.all == 0 ) return what;
+  if ( what.first > mode.all ) throw std::invalid_argument( fmt::format( "{} has {} cases", mode.name, mode.all ) );
+  std::uint64_t const left = mode.all - what.first + 1;
+  what.count = choice.all ? left : std::min( what.count, left );
   return what;
 }
 
