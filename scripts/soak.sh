@@ -17,6 +17,7 @@ exhaustive 60000
 metamorphic 4000
 roundtrip 10000
 exhaustion 1000
+judge 100
 "
 
 require_packages "${build_packages[@]}" >&2

@@ -37,4 +37,9 @@ void roundTripCase( Case& one );
 /// and what was in force stays, until something comes that fits.
 void exhaustionCase( Case& one );
 
+/// Small policies, and their tables as they are, broken, and of another version: whether the two are equal is asked of the
+/// prover and of Z3, a solver for bit vectors, in formulas of its own (PacketFormulas.h). Both must say the same, and each
+/// packet that Z3 shows must be one that interpreter and look-up treat differently.
+void judgeCase( Case& one );
+
 }  // namespace Orvex::Soak
