@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What takes too long for every change, and is run before a release: coverage, the analysers, a long soak, every long-running
-# program that the build has made under fuzz/, and the Debian packages in an empty system.
+# What takes too long for every change, and is run before a release: coverage, the analysers, fuzzing for two hours and a half,
+# a long soak, and the Debian packages in an empty system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
@@ -37,18 +37,13 @@ cppcheck_sources() {
       --suppress=duplInheritedMember --suppress=operatorEqVarError --suppress=accessMoved --suppress=uninitMemberVar --error-exitcode=1 -Iplatform/include -Iinclude -Ihost
 }
 
+# A quarter of an hour for each reader, and cases with seeds that no other run has had.
 long_runs() {
-  local count=0 program
-  while IFS= read -r program; do
-    count=$((count + 1))
-    "$program"
-  done < <(find build/release/fuzz -maxdepth 1 -type f -executable 2>/dev/null | sort)
-  echo "$count long-running programs run"
-  # With seeds that no other run has had.
+  scripts/fuzz.sh all 900 "$(nproc)"
   scripts/soak.sh 20 "$(date +%s)"
 }
 
-require_packages "${build_packages[@]}" "${check_packages[@]}" "${release_packages[@]}"
+require_packages "${build_packages[@]}" "${check_packages[@]}" "${fuzz_packages[@]}" "${release_packages[@]}"
 step "coverage" coverage
 step "clang analyzer" clang_analyzer
 step "cppcheck" cppcheck_sources
