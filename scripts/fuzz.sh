@@ -19,14 +19,14 @@ by_file() {
   sed -n 's/^ *\(UN\)\?COVERED_FUNC: hits: \([0-9]*\) edges: \([0-9]*\)\/\([0-9]*\) .*[/ ]\(\(host\|platform\/src\/Vell\)\/[A-Za-z0-9/]*[.]cpp\):[0-9:]*$/\2 \3 \4 \5/p' |
     awk '{ ++functions[$4]; if ( $1 > 0 ) ++entered[$4]; covered[$4] += $2; all[$4] += $3 }
          END { for ( file in all ) if ( entered[file] ) printf "%4d of %4d functions, %5d of %5d edges  %s\n",
-                 entered[file], functions[file], covered[file], all[file], file }' | sort -k8
+                 entered[file], functions[file], covered[file], all[file], file }' | sort -k9
 }
 
 fuzz() {
   local target=$1 seconds=$2 jobs=$3 program=build/fuzz/fuzz/$1 own=build/fuzz/corpus/$1 found=build/fuzz/found/$1/ folders options
   mkdir -p "$own" "$found"
   mapfile -t folders <"$program.folders"
-  options=(-timeout=10 "-rss_limit_mb=$mebibytes" "-artifact_prefix=$found")
+  options=(-timeout=60 "-rss_limit_mb=$mebibytes" "-artifact_prefix=$found")
   [ ! -f "fuzz/dictionaries/$target.dict" ] || options+=("-dict=fuzz/dictionaries/$target.dict")
   if [ "$jobs" -gt 1 ]; then options+=("-fork=$jobs"); fi
   if ! "$program" "${options[@]}" "-max_len=$bytes_per_input" "-max_total_time=$seconds" -print_final_stats=1 -verbosity=1 \
@@ -55,6 +55,7 @@ mapfile -t chosen < <([ "$1" = all ] && targets || echo "$1")
 build_preset fuzz "${chosen[@]/#/fuzz_}"
 failed=0
 for target in "${chosen[@]}"; do
-  step "fuzz: $target" fuzz "$target" "$2" "${3:-1}" || failed=1
+  echo "== fuzz: $target"
+  fuzz "$target" "$2" "${3:-1}" || failed=1
 done
 exit "$failed"

@@ -12,6 +12,7 @@
 #include "input/NearestWord.h"
 #include "json/JsonTree.h"
 #include "policy/AclConfigBuilder.h"
+#include "policy/Normalise.h"
 
 namespace Orvex::Host {
 
@@ -19,6 +20,8 @@ namespace {
 
 constexpr std::string_view kSchema = "orvex.snapshot/1";
 constexpr std::uint64_t kMaxLabel = 0xFFFF;
+/// The library's last index stands for none.
+constexpr std::uint64_t kMaxRuleIndex = AceIndex::null - 1;
 
 /// What is wrong, at a part of the text; ends the reading.
 struct Fault {
@@ -61,6 +64,13 @@ JsonNode::Elements const& arrayOf( JsonNode const& node ) {
 std::string const& textOf( JsonNode const& node ) {
   if ( auto const* const text = node.as<std::string>() ) return *text;
   throw Fault{ node.source(), "this is " + std::string( node.kindText() ), "write a string" };
+}
+
+/// Of an ACL or a rule, as a policy may have it.
+std::string const& nameOf( JsonNode const& node ) {
+  std::string const& name = textOf( node );
+  if ( !name.empty() && isPrintable( name ) ) return name;
+  throw Fault{ node.source(), "no policy has this name", "write printable text" };
 }
 
 bool flagOf( JsonNode const& node ) {
@@ -176,7 +186,7 @@ class SnapshotBuilder {
   void readAcl( JsonNode const& node ) {
     Object const acl( node, { "name", "family", "default", "rules" } );
     auto const family = familyOf( acl.at( "family" ) );
-    PDAclKey const key( family, libraryAclName( family, textOf( acl.at( "name" ) ) ) );
+    PDAclKey const key( family, libraryAclName( family, nameOf( acl.at( "name" ) ) ) );
     auto const defaultAction = static_cast<DefaultAction>( choiceOf( acl.at( "default" ), kDefaultActionNames ) );
     if ( !result_.defaults.emplace( key, defaultAction ).second )
       throw Fault{ acl.at( "name" ).source(), "this ACL stands twice", "leave one of them out" };
@@ -188,16 +198,25 @@ class SnapshotBuilder {
 
   static void readRule( JsonNode const& node, PDAclRuleColl& acl ) {
     Object const rule( node, { "index", "name", "action", "entries" } );
-    AceIndex const index(
-        static_cast<std::uint32_t>( numberOf( rule.at( "index" ), std::numeric_limits<std::uint32_t>::max() ) ) );
+    AceIndex const index( static_cast<std::uint32_t>( numberOf( rule.at( "index" ), kMaxRuleIndex ) ) );
     if ( acl.ruleHas( index ) )
       throw Fault{ rule.at( "index" ).source(), "this rule stands twice", "leave one of them out" };
-    textOf( rule.at( "name" ) );
+    nameOf( rule.at( "name" ) );
     auto const loaded = acl.ruleIs( index );
     loaded->actionIs( actionOf( rule.at( "action" ) ) );
     std::vector<PDAclFilter> filters;
-    for ( JsonNode const& entry : arrayOf( rule.at( "entries" ) ) ) filters.push_back( filterOf( entry ) );
-    loaded->filterIs( std::move( filters ) );
+    auto const& entries = arrayOf( rule.at( "entries" ) );
+    for ( JsonNode const& entry : entries ) filters.push_back( filterOf( entry ) );
+    loaded->filterIs( filters );
+    if ( loaded->filter().size() != filters.size() ) failTwice( filters, entries );
+  }
+
+  /// Requires: one of the filters stands twice.
+  [[noreturn]] static void failTwice( std::vector<PDAclFilter> const& filters, JsonNode::Elements const& entries ) {
+    std::set<PDAclFilter> seen;
+    std::size_t at = 0;
+    while ( seen.insert( filters[at] ).second ) ++at;
+    throw Fault{ entries[at].source(), "this entry stands twice", "leave one of them out" };
   }
 
   static OrvexActionValue actionOf( JsonNode const& node ) {
@@ -229,6 +248,9 @@ class SnapshotBuilder {
         auto const& pair = arrayOf( member.value );
         if ( pair.size() != 2 )
           throw Fault{ member.value.source(), "this is no label and mask", "write [LABEL, MASK]" };
+        if ( labelOf( pair[1] ) == 0 )
+          throw Fault{ member.value.source(), "a mask of 0 looks at no bit",
+                       "leave " + inQuotes( member.name ) + " out" };
         filter.*field.getter = { EncodedLabel( labelOf( pair[0] ) ), LabelMask( labelOf( pair[1] ) ) };
       };
       std::apply( [&]( auto const&... fields ) { ( read( fields ), ... ); }, PDAclFilter::fields() );

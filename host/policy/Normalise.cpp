@@ -172,11 +172,8 @@ class Normaliser {
       std::sort( acl.rules.begin(), acl.rules.end(), byIndex );
   }
 
-  /// Names stand in lines of text, and on terminals.
   void checkName( std::string const& name ) const {
-    auto const isControl = []( char each ) { return static_cast<unsigned char>( each ) < 0x20 || each == 0x7F; };
-    if ( std::any_of( name.begin(), name.end(), isControl ) )
-      fail( "the name has a control character in it", "names are printable text" );
+    if ( !isPrintable( name ) ) fail( "the name has a control character in it", "names are printable text" );
   }
 
   void normalise( Rule& rule ) {
@@ -225,6 +222,11 @@ PolicyError::PolicyError( Place place, std::string problem, std::string remedy )
       place_( std::move( place ) ),
       problem_( std::move( problem ) ),
       remedy_( std::move( remedy ) ) {}
+
+bool isPrintable( std::string_view name ) {
+  auto const isControl = []( char each ) { return static_cast<unsigned char>( each ) < 0x20 || each == 0x7F; };
+  return std::none_of( name.begin(), name.end(), isControl );
+}
 
 Policy normalised( Policy policy ) {
   Normaliser().normalise( policy );

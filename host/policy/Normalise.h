@@ -27,6 +27,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "policy/Policy.h"
 
@@ -56,6 +57,9 @@ class PolicyError : public std::runtime_error {
   std::string problem_;
   std::string remedy_;
 };
+
+/// Whether a rule, and an ACL if it is not empty, may be called so: names stand in lines of text, and on terminals.
+bool isPrintable( std::string_view name );
 
 /// Fails with: PolicyError for the first fault, in the order of ACLs and rules given.
 Policy normalised( Policy policy );
