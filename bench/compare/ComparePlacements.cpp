@@ -1,10 +1,9 @@
 /// What the ways to place labels come to, beside plain prefix expansion, on many policies.
 ///
-///     compare [options] POLICY...
+///     compare_placements [options] POLICY...
 ///
 ///     acl1_10k.txt              a ClassBench filter set, by path
-///     acl:ipv4:10000:1          a set in the ClassBench style: acl, firewall or chain, family, filters, seed
-///     lists:ipv4:2000:1         rules over lists of sites: family, rules, seed
+///     acl:ipv4:10000:1          a generated policy; NamedPolicy.h has their names
 ///
 ///     --width BITS              of address and port labels; 16 unless it is said
 ///     --least                   each table as wide as its labels need
@@ -17,25 +16,17 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "FilterSetGenerator.h"
-#include "ListPolicy.h"
-#include "PolicyOfConfig.h"
-#include "input/Diagnostics.h"
+#include "compare/NamedPolicy.h"
 #include "pipeline/PlacementComparison.h"
-#include "policy/ClassbenchReader.h"
 
 namespace {
 
 using namespace Orvex;
-using Vell::AddressFamily;
 
 struct Options {
   std::uint64_t widthBits = EncodingAttr::kMaxWidth;
@@ -68,50 +59,6 @@ std::optional<Options> optionsOf( std::vector<std::string> const& words ) {
     }
   }
   return options.policies.empty() ? std::nullopt : std::optional( options );
-}
-
-std::optional<Host::Policy> readClassbench( std::string const& name, std::string text ) {
-  Host::Diagnostics diagnostics;
-  std::vector<std::shared_ptr<Host::SourceFile const>> const files = {
-      Host::SourceFile::fromText( name, std::move( text ), diagnostics ) };
-  auto policy = Host::readClassbench( files, {}, diagnostics );
-  if ( diagnostics.errors() != 0 || !policy ) return std::nullopt;
-  return std::move( policy->policy );
-}
-
-/// KIND:FAMILY:COUNT:SEED; nothing when the text is something else.
-std::optional<Host::Policy> generated( std::string const& text ) {
-  std::vector<std::string> parts;
-  std::istringstream in( text );
-  for ( std::string part; std::getline( in, part, ':' ); ) parts.push_back( part );
-  if ( parts.size() != 4 || ( parts[1] != "ipv4" && parts[1] != "ipv6" ) ) return std::nullopt;
-  auto const family = parts[1] == "ipv4" ? AddressFamily::ipv4 : AddressFamily::ipv6;
-  auto const count = numberOf( parts[2] );
-  auto const seed = numberOf( parts[3] );
-  if ( !count || !seed || *count > 1000000 ) return std::nullopt;
-  if ( parts[0] == "lists" ) {
-    Bench::ListPolicyParameters parameters;
-    parameters.rules = static_cast<std::uint32_t>( *count );
-    parameters.family = family;
-    parameters.seed = *seed;
-    return Bench::policyOf( *Bench::makeListPolicy( parameters ).config );
-  }
-  Bench::FilterSetParameters parameters{ Bench::FilterSetStyle::acl, family, static_cast<std::uint32_t>( *count ),
-                                         *seed };
-  if ( parts[0] == "firewall" )
-    parameters.style = Bench::FilterSetStyle::firewall;
-  else if ( parts[0] == "chain" )
-    parameters.style = Bench::FilterSetStyle::chain;
-  else if ( parts[0] != "acl" )
-    return std::nullopt;
-  return readClassbench( parts[0], Bench::filterSetText( parameters ) );
-}
-
-std::optional<Host::Policy> policyNamed( std::string const& name ) {
-  if ( auto policy = generated( name ) ) return policy;
-  std::ifstream in( name );
-  if ( !in ) return std::nullopt;
-  return readClassbench( "set", std::string( std::istreambuf_iterator<char>( in ), {} ) );
 }
 
 Host::ChipProfile profileOf( std::uint64_t widthBits ) {
@@ -187,15 +134,15 @@ bool comparePlacements( std::string const& name, Host::Policy const& policy, Opt
 int main( int argc, char** argv ) {
   auto const options = optionsOf( { argv + 1, argv + argc } );
   if ( !options ) {
-    std::cerr << "usage: compare [--width BITS] [--least] [--no-proof] FILE | KIND:FAMILY:COUNT:SEED ...\n"
-                 "kinds are acl, firewall, chain and lists; families ipv4 and ipv6\n";
+    std::cerr << "usage: compare_placements [--width BITS] [--least] [--no-proof] FILE | KIND:FAMILY:COUNT:SEED ...\n"
+                 "kinds are acl, firewall, chain, hosts, lists, scattered and crowded; families ipv4 and ipv6\n";
     return 2;
   }
   std::printf( "%-24s %-10s %9s %7s %9s %7s %8s %5s %5s %8s\n", "policy", "placement", "entries", "a rule", "addresses",
                "ports", "labels", "abits", "pbits", "ms" );
   bool good = true;
   for ( std::string const& text : options->policies ) {
-    auto const policy = policyNamed( text );
+    auto const policy = Bench::policyNamed( text );
     if ( !policy ) {
       std::cerr << text << ": error: neither a readable ClassBench filter set nor KIND:FAMILY:COUNT:SEED\n";
       return 2;
