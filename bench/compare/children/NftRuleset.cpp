@@ -41,8 +41,8 @@ std::string numberText( std::string_view what, Host::RangeSet const& ranges ) {
 std::string nftRuleset( Host::Policy const& policy ) {
   bool const ipv6 = !policy.acls.empty() && policy.acls.front().family == Vell::AddressFamily::ipv6;
   std::string const family = ipv6 ? "ip6" : "ip";
-  std::string text = "table " + family +
-                     " orvex {\n chain edge {\n  type filter hook forward priority 0; policy drop;\n";
+  std::string text =
+      "table " + family + " orvex {\n chain edge {\n  type filter hook forward priority 0; policy drop;\n";
   for ( Host::Acl const& acl : policy.acls )
     for ( Host::Rule const& rule : acl.rules ) {
       text += " ";

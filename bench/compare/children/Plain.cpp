@@ -28,7 +28,9 @@ struct Entry {
   bool headFragment = false;
 };
 
-std::uint64_t bitsOf( Entry::Number const& number ) { return static_cast<std::uint64_t>( std::bit_width( number.mask ) ); }
+std::uint64_t bitsOf( Entry::Number const& number ) {
+  return static_cast<std::uint64_t>( std::bit_width( number.mask ) );
+}
 
 std::vector<Entry::Number> blocksOf( Host::RangeSet const& ranges, Field field ) {
   if ( ranges.empty() ) return { {} };
@@ -69,12 +71,9 @@ void expand( Host::Rule const& rule, Vell::AddressFamily family, std::vector<Ent
 std::uint64_t keyBits( std::vector<Entry> const& entries ) {
   std::array<std::uint64_t, 6> most{};
   for ( Entry const& entry : entries ) {
-    std::array<std::uint64_t, 6> const bits = { entry.source.length(),
-                                                entry.destination.length(),
-                                                bitsOf( entry.sport ),
-                                                bitsOf( entry.dport ),
-                                                bitsOf( entry.proto ),
-                                                entry.headFragment ? 1U : 0U };
+    std::array<std::uint64_t, 6> const bits = { entry.source.length(), entry.destination.length(),
+                                                bitsOf( entry.sport ), bitsOf( entry.dport ),
+                                                bitsOf( entry.proto ), entry.headFragment ? 1U : 0U };
     for ( std::size_t at = 0; at != most.size(); ++at ) most[at] = std::max( most[at], bits[at] );
   }
   std::uint64_t sum = 0;

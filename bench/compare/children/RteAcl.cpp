@@ -43,7 +43,8 @@ class Layout {
     std::uint32_t offset = 0;
     std::uint8_t field = 0;
     auto const add = [&]( int type, std::uint8_t size, std::uint32_t input ) {
-      config.defs[field] = { static_cast<std::uint8_t>( type ), size, field, static_cast<std::uint8_t>( input ), offset };
+      config.defs[field] = { static_cast<std::uint8_t>( type ), size, field, static_cast<std::uint8_t>( input ),
+                             offset };
       ++field;
       offset += size;
     };
@@ -137,7 +138,7 @@ int main( int argc, char** argv ) {
   auto const policy = Bench::policyNamed( argv[1] );
   if ( !policy || policy->acls.size() != 1 ) return fail( "no filter set" );
   // Memory as it is asked for: a reserve of pages that are never touched costs nothing.
-  std::array<std::string, 8> words = { "compare_rte_acl", "--no-huge",      "--no-pci", "--no-shconf",
+  std::array<std::string, 8> words = { "compare_rte_acl", "--no-huge",     "--no-pci", "--no-shconf",
                                        "--no-telemetry",  "--log-level=3", "-m",       "8192" };
   std::array<char*, 8> arguments{};
   for ( std::size_t at = 0; at != words.size(); ++at ) arguments[at] = words[at].data();
