@@ -75,15 +75,19 @@ std::vector<ComparedSet> setsOf( Options const& options, Programs const& program
   return sets;
 }
 
-/// On the first ACL set of about 10,000 rules; the best of a few, as all that can be added is other work.
-std::optional<double> lookUpsPerSecond( std::vector<ComparedSet> const& sets, Programs const& programs,
+/// On the first ACL set of about 10,000 rules.
+std::optional<LookUpRates> lookUpRates( std::vector<ComparedSet> const& sets, Programs const& programs,
                                         std::uint64_t rounds ) {
   for ( ComparedSet const& set : sets ) {
     if ( !set.series.starts_with( "acl" ) || !set.isAbout( kSmall ) ) continue;
-    std::vector<double> figures;
-    for ( std::uint64_t round = 0; round != rounds; ++round )
-      figures.push_back( factsOf( programs.runRole( { "look-up", set.path } ).output )["lookUpsPerSecond"] );
-    return medianOf( figures );
+    std::vector<double> bySecond;
+    std::vector<double> byCpuSecond;
+    for ( std::uint64_t round = 0; round != rounds; ++round ) {
+      auto facts = factsOf( programs.runRole( { "look-up", set.path } ).output );
+      bySecond.push_back( facts["packets"] / facts["wall"] );
+      byCpuSecond.push_back( facts["packets"] / facts["cpu"] );
+    }
+    return LookUpRates{ medianOf( bySecond ), medianOf( byCpuSecond ) };
   }
   return std::nullopt;
 }
@@ -115,7 +119,7 @@ int run( Options const& options ) {
   Results const results = runRounds( sets, all, options.rounds, showProgress );
   std::vector<PolicyRow> policies;
   if ( options.lists ) policies = runPolicies( programs, options.rounds, showProgress );
-  auto const lookUps = lookUpsPerSecond( sets, programs, options.rounds );
+  auto const lookUps = lookUpRates( sets, programs, options.rounds );
   showProgress( "" );
 
   TableForm const form = options.markdown ? TableForm::markdown : TableForm::text;

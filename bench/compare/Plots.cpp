@@ -59,7 +59,8 @@ std::string entriesData( std::vector<ComparedSet> const& sets, Results const& re
     text += set.name;
     for ( char const* const contender : { kPlain, kCostOrderKick, kKick } ) {
       auto const entries = results.of( set, contender ).fact( "entries" );
-      text += " " + valueText( entries ? std::optional( *entries / static_cast<double>( set.rules ) ) : std::nullopt );
+      text.append( " " ).append(
+          valueText( entries ? std::optional( *entries / static_cast<double>( set.rules ) ) : std::nullopt ) );
     }
     text += "\n";
   }

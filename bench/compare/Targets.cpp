@@ -101,7 +101,7 @@ void addListTargets( std::vector<PolicyRow> const& policies, std::vector<Target>
 }  // namespace
 
 std::vector<Target> targetsOf( std::vector<ComparedSet> const& sets, Results const& results,
-                               std::vector<PolicyRow> const& policies, std::optional<double> lookUpsPerSecond ) {
+                               std::vector<PolicyRow> const& policies, std::optional<LookUpRates> const& lookUps ) {
   TargetMaker const make( sets, results );
   auto const ofLarge = ofSize( kLarge );
   std::vector<Target> targets = {
@@ -126,7 +126,12 @@ std::vector<Target> targetsOf( std::vector<ComparedSet> const& sets, Results con
                   kRteAcl ),
       make.memory( "orvex compile, 100,000 rules, MiB", 1024, ofLarge, kCommand ) };
   addListTargets( policies, targets );
-  targets.push_back( { "look-ups a second of the software chip, acl, 10,000 rules", 1e6, true, lookUpsPerSecond } );
+  Target rate{ "look-ups a second of the software chip, acl, 10,000 rules", 1e6, true, std::nullopt };
+  if ( lookUps ) {
+    rate.figure = lookUps->bySecond;
+    rate.cpuFigure = lookUps->byCpuSecond;
+  }
+  targets.push_back( std::move( rate ) );
   return targets;
 }
 

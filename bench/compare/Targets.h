@@ -23,8 +23,14 @@ struct Target {
   bool isMet() const { return figure && ( isLeast ? *figure >= bound : *figure <= bound ); }
 };
 
+/// Of the software chip, by time and by the time of its processor.
+struct LookUpRates {
+  double bySecond = 0;
+  double byCpuSecond = 0;
+};
+
 std::vector<Target> targetsOf( std::vector<ComparedSet> const& sets, Results const& results,
-                               std::vector<PolicyRow> const& policies, std::optional<double> lookUpsPerSecond );
+                               std::vector<PolicyRow> const& policies, std::optional<LookUpRates> const& lookUps );
 
 Table tableOfTargets( std::vector<Target> const& targets );
 

@@ -309,9 +309,11 @@ std::optional<CompileResult> refusalForLabels( Policy const& policy, ChipProfile
     if ( needed <= available ) continue;
     CompileResult result;
     result.stage = Stage::stagePrefixXform;
+    result.costliest = prefixesWithMostLabels( policy, space );
     result.message = tableText( space ) + " needs " + std::to_string( needed ) +
                      " labels at least, one for each prefix that rules name alone, and " +
-                     std::to_string( encoding.widthBits ) + " bits have " + std::to_string( available );
+                     std::to_string( encoding.widthBits ) + " bits have " + std::to_string( available ) +
+                     costText( result.costliest );
     return result;
   }
   return std::nullopt;

@@ -25,7 +25,7 @@ void expandPlainly( Host::Policy const& policy );
 /// "entries" of the plain expansion, in 128 bits and without making them.
 void countPlainly( Host::Policy const& policy );
 
-/// Packets through a software chip, half of them aimed at a rule: "lookUpsPerSecond". False when the policy is not loaded.
+/// "packets" through a software chip, half of them aimed at a rule, and the time. False when the policy is not loaded.
 bool lookUp( Host::Policy const& policy );
 
 /// The rules as an nftables ruleset, to be read by "nft -f".
