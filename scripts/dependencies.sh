@@ -6,6 +6,7 @@ check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy help
 package_packages=(pkg-config help2man man-db dpkg-dev file lintian)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 release_packages=(gcovr cppcheck)
+compare_packages=(pkg-config libdpdk-dev nftables gnuplot-nox)
 
 # require_packages PACKAGE...: installs through apt those that are missing, and says which. Without the right to install,
 # prints the line that does it and exits with 2.

@@ -36,7 +36,7 @@ std::string timeData( std::vector<ComparedSet> const& sets, std::vector<Contende
 
 std::string timeScript( std::vector<Contender> const& contenders ) {
   std::string text =
-      "set terminal svg size 800,520 font 'sans,13' background 'white'\n"
+      "set terminal svg size 800,520 font 'sans,13' background 'white' noenhanced\n"
       "set output 'time.svg'\n"
       "set datafile missing '?'\n"
       "set logscale xy\n"
@@ -67,13 +67,13 @@ std::string entriesData( std::vector<ComparedSet> const& sets, Results const& re
   return text;
 }
 
-constexpr char const* kEntriesScript = R"(set terminal svg size 900,480 font 'sans,13' background 'white'
+constexpr char const* kEntriesScript = R"(set terminal svg size 900,480 font 'sans,13' background 'white' noenhanced
 set output 'entries.svg'
 set datafile missing '?'
 set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.8
-set xtics rotate by -45 noenhanced
+set xtics rotate by -45
 set ylabel 'entries a rule'
 set yrange [0:*]
 set grid ytics

@@ -15,7 +15,7 @@ std::string grouped( double number ) {
   std::string text = fmt::format( "{:.0f}", number );
   for ( std::size_t at = text.size(); at > 3; ) {
     at -= 3;
-    text.insert( at, "," );
+    text.insert( at, 1, ',' );
   }
   return text;
 }
@@ -65,7 +65,7 @@ void print( std::ostream& out, Table const& table, TableForm form ) {
 
 std::string numberText( double number ) {
   if ( number >= kManyDigits ) return fmt::format( "{:.2e}", number );
-  if ( number >= 100 || number == 0 ) return grouped( std::round( number ) );
+  if ( number >= 100 || number == std::floor( number ) ) return grouped( std::round( number ) );
   int const before = std::max( 0, static_cast<int>( std::floor( std::log10( number ) ) ) + 1 );
   return number < 1 ? fmt::format( "{:.3g}", number ) : fmt::format( "{:.{}f}", number, 3 - before );
 }

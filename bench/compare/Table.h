@@ -21,7 +21,7 @@ struct Table {
 
 void print( std::ostream& out, Table const& table, TableForm form );
 
-/// With three digits that count: "0.0123", "12.3", "1,234".
+/// With three digits that count, and whole numbers whole: "0.0123", "12.3", "1,234", "13".
 std::string numberText( double number );
 /// "-" for nothing.
 std::string numberText( std::optional<double> number );

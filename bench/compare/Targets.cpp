@@ -98,6 +98,12 @@ void addListTargets( std::vector<PolicyRow> const& policies, std::vector<Target>
   }
 }
 
+std::string verdictOf( Target const& target ) {
+  if ( !target.figure ) return "not measured";
+  if ( target.isMetBy( target.figure ) ) return "met";
+  return target.isMetBy( target.cpuFigure ) ? "NOT MET, but by processors" : "NOT MET";
+}
+
 }  // namespace
 
 std::vector<Target> targetsOf( std::vector<ComparedSet> const& sets, Results const& results,
@@ -141,10 +147,7 @@ Table tableOfTargets( std::vector<Target> const& targets ) {
   table.headers = { "what", "bound", "measured", "by processors", "verdict" };
   for ( Target const& target : targets )
     table.rows.push_back( { target.what, ( target.isLeast ? "at least " : "at most " ) + numberText( target.bound ),
-                            numberText( target.figure ), numberText( target.cpuFigure ),
-                            !target.figure   ? "not measured"
-                            : target.isMet() ? "met"
-                                             : "NOT MET" } );
+                            numberText( target.figure ), numberText( target.cpuFigure ), verdictOf( target ) } );
   return table;
 }
 

@@ -20,7 +20,9 @@ struct Target {
   /// The same of the time of processors, where the figure is a time: other work on the machine weighs less there.
   std::optional<double> cpuFigure = std::nullopt;
 
-  bool isMet() const { return figure && ( isLeast ? *figure >= bound : *figure <= bound ); }
+  bool isMetBy( std::optional<double> const& value ) const {
+    return value && ( isLeast ? *value >= bound : *value <= bound );
+  }
 };
 
 /// Of the software chip, by time and by the time of its processor.

@@ -50,6 +50,8 @@ class Kick {
  private:
   bool step();
   bool hasTooManyPairs();
+  bool hasTooManyEntries();
+  void setCostliestRules();
   void noteEndedStages();
   void noteStageTime( Stage stage );
   bool waitForDriver();
@@ -83,6 +85,7 @@ class Kick {
   Stage running_ = Stage::stageAggregator;
   Clock::time_point stageBegan_ = Clock::now();
   Clock::time_point lastSign_ = Clock::now();
+  bool entriesEstimated_ = false;
   bool settled_ = false;  // the chip has answered everything that the loader asked
 };
 
@@ -134,7 +137,7 @@ bool Kick::step() {
     end( success ? CompileOutcome::loaded : CompileOutcome::failed, std::string( rootStatus_->kickMessage().view() ) );
     return false;
   }
-  if ( hasTooManyPairs() ) return false;
+  if ( hasTooManyPairs() || hasTooManyEntries() ) return false;
   if ( options_.cancelled && options_.cancelled() && !loadMade() ) {
     end( CompileOutcome::cancelled, "cancelled" );
     return false;
@@ -165,6 +168,29 @@ bool Kick::hasTooManyPairs() {
                                    " pairs of labels for all rules, and " + std::to_string( kMostComboPairs ) +
                                    " are allowed" + costText( result_.costliest ) );
   return true;
+}
+
+/// The expander would find out too, with as many entries in memory as are allowed.
+bool Kick::hasTooManyEntries() {
+  std::uint64_t const limit = chip_.hwCapability()->maxAclEntries();
+  if ( running_ != Stage::stageRuleExpander || entriesEstimated_ || limit == 0 ) return false;
+  entriesEstimated_ = true;
+  reporter_.emplace( *root_->stageSmStatus(), chip_.profile() );
+  if ( reporter_->mostEntries() <= limit ) return false;
+  std::uint64_t const least = leastEntries( reporter_->lists(), limit );
+  if ( least <= limit ) return false;
+  setCostliestRules();
+  end( CompileOutcome::failed, "the rules take at least " + std::to_string( least ) + " entries; " +
+                                   std::to_string( limit ) + " are allowed over all ACLs" +
+                                   costText( result_.costliest ) );
+  return true;
+}
+
+void Kick::setCostliestRules() {
+  std::vector<Cost> costs;
+  for ( RuleUse const& rule : reporter_->rules( nullptr ) )
+    costs.push_back( { ruleText( rule.acl, rule.index ), rule.product } );
+  result_.costliest = costliest( std::move( costs ) );
 }
 
 void Kick::noteEndedStages() {
@@ -236,13 +262,9 @@ void Kick::endWithFailure( StageMember const& member ) {
     case Stage::stageComboLabelResolver:
       result_.costliest = reporter_->rulesWithMostPairs( std::get<ComboLabelSetType>( *member.table ) );
       return end( CompileOutcome::failed, pairMessage( *member.table ) );
-    case Stage::stageRuleExpander: {
-      std::vector<Cost> costs;
-      for ( RuleUse const& rule : reporter_->rules( nullptr ) )
-        costs.push_back( { ruleText( rule.acl, rule.index ), rule.product } );
-      result_.costliest = costliest( std::move( costs ) );
+    case Stage::stageRuleExpander:
+      setCostliestRules();
       break;
-    }
     default:
       break;
   }

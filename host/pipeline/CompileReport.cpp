@@ -163,6 +163,44 @@ std::vector<Factor> CompileReporter::factorsOf( RuleRef const& rule, EncodersByF
   return factors;
 }
 
+std::uint64_t CompileReporter::mostEntries() const {
+  // Flags come to two entries a rule at most.
+  std::uint64_t most = saturatedProduct( rules_.size(), 2 );
+  for ( LabelTable const& table : allTables() ) {
+    std::uint64_t longest = 1;
+    auto const encoder = encoderOf( table );
+    if ( !encoder ) continue;
+    auto const& lists = encoder->encodedLabelList();
+    for ( auto list = lists.begin(); list; ++list )
+      longest = std::max<std::uint64_t>( longest, list.value()->encLabelAndMask().size() );
+    most = saturatedProduct( most, longest );
+  }
+  return most;
+}
+
+std::vector<RuleLists> CompileReporter::lists() const {
+  auto const uses = rules( nullptr );
+  std::vector<RuleLists> lists;
+  lists.reserve( uses.size() );
+  std::size_t acl = 0;
+  for ( std::size_t at = 0; at != uses.size(); ++at ) {
+    RuleRef const& rule = rules_[at];
+    if ( at != 0 && rules_[at - 1].acl != rule.acl ) ++acl;
+    // A rule that has a pair of lists in one does not use the two.
+    auto const listOf = [&]( TcamFieldType field, bool source ) -> EncodedLabelWithMaskList const* {
+      bool const has = std::any_of( uses[at].factors.begin(), uses[at].factors.end(),
+                                    [field]( Factor const& factor ) { return factor.field == field; } );
+      if ( !has ) return nullptr;
+      LabelTable const table = PrefixXformKey( rule.acl.af, source );
+      auto const list = encoderOf( table )->encodedLabelList().find( keyOf( rule, table ) );
+      return list.get();
+    };
+    lists.push_back( { acl, listOf( TcamFieldType::tcamFieldTypeSrcIp, true ),
+                       listOf( TcamFieldType::tcamFieldTypeDstIp, false ), uses[at].product } );
+  }
+  return lists;
+}
+
 // What costs most
 
 std::vector<Cost> CompileReporter::setsWithMostLabels( LabelTable const& table ) const {

@@ -19,6 +19,7 @@
 #include "Orvex/OrvexXformTypes.h"
 #include "chip/ChipProfile.h"
 #include "chip/TableUse.h"
+#include "pipeline/ExpansionBound.h"
 #include "pipeline/StageMembers.h"
 
 namespace Orvex::Host {
@@ -67,6 +68,11 @@ class CompileReporter {
   LabelUse labelsOf( LabelTable const& table ) const;
   /// By ACL and index. Requires: the encoders have ended. `acls` is null when the expander has failed.
   std::vector<RuleUse> rules( PDAclColl const* acls ) const;
+
+  /// A number of entries that all rules together do not exceed, at little cost. Requires: the encoders have ended.
+  std::uint64_t mostEntries() const;
+  /// By ACL and index. Requires: the encoders have ended; they outlive what is returned.
+  std::vector<RuleLists> lists() const;
 
   /// The sets of a table with the most labels, each named by the first rule that has it.
   std::vector<Cost> setsWithMostLabels( LabelTable const& table ) const;
