@@ -13,7 +13,9 @@ std::vector<Mode> modes() {
       { "metamorphic", "policies written in two ways: both tables do the same", 4'000, metamorphicCase },
       { "roundtrip", "every format: what is written comes back", 10'000, roundTripCase },
       { "exhaustion", "all that a chip has, one less and one more: it fits, or is refused", 1'000, exhaustionCase },
-      { "judge", "a solver that knows nothing of this program is asked what the prover is asked", 2'000, judgeCase } };
+      { "judge", "a solver that knows nothing of this program is asked what the prover is asked", 2'000, judgeCase },
+      { "handshake", "drivers that break their contract: the chip never holds a mixture",
+        handshakeSingleFaults() + kDoubleFaults, handshakeCase } };
 }
 
 }  // namespace Orvex::Soak

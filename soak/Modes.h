@@ -42,4 +42,11 @@ void exhaustionCase( Case& one );
 /// packet that Z3 shows must be one that interpreter and look-up treat differently.
 void judgeCase( Case& one );
 
+/// A chip's next version comes through a driver that breaks its contract. All single faults come first, by number, and then
+/// random double ones. Whatever is reported, and wherever a fatal check stops the host: the chip does what one version says,
+/// or the blanket policy, and the next version without faults is loaded.
+void handshakeCase( Case& one );
+std::uint64_t handshakeSingleFaults();
+inline constexpr std::uint64_t kDoubleFaults = 500;
+
 }  // namespace Orvex::Soak
