@@ -93,6 +93,7 @@ class FaultyDriver : public Host::ChipDriver {
   void versionIs( Host::ChipVersion version ) override;
   bool serve() override;
   void requestsDelAll() override;
+  double loadedRequest() const override { return chip_.loadedRequest(); }
   std::optional<Host::Refusal> const& refusal() const override { return chip_.refusal(); }
 
  private:

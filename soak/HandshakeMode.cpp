@@ -46,12 +46,6 @@ std::string textOf( HandshakeCase const& one ) {
 
 // The cases
 
-/// A driver that does not load and says in every status that it has is beyond what anybody can see.
-bool isAPlainLie( AnswerFault const& fault ) {
-  return fault.request == DriverRequest::load && fault.status == FaultyDriver::kEveryStatus &&
-         fault.fault == DriverFault::comesEarly;
-}
-
 bool isOfPolicies( DriverRequest request ) { return request >= DriverRequest::policyOn; }
 
 bool makesSense( AnswerFault const& fault ) {
@@ -63,10 +57,9 @@ bool makesSense( AnswerFault const& fault ) {
   switch ( fault.fault ) {
     case DriverFault::hasAnOlderId:
     case DriverFault::hasANewerId:
+    case DriverFault::comesEarly:
     case DriverFault::comesLast:
       return !ofPolicies;
-    case DriverFault::comesEarly:
-      return !ofPolicies && !isAPlainLie( fault );
     case DriverFault::requestIsLost:
       return fault.status == FaultyDriver::kEveryStatus;
     default:
@@ -246,7 +239,7 @@ void Handshake::update( PolicyPair::InForce goal, bool isDisturbed, bool isRefus
   Host::CompileOptions options;
   // Whatever a silent driver has not said by now it never says.
   options.driverTimeout = std::chrono::milliseconds( 0 );
-  options.cancelled = [this] { return look(), false; };
+  if ( goal_ == PolicyPair::InForce::newVersion ) options.cancelled = [this] { return look(), false; };
   if ( isRefused )
     options.objection = []( PDData const& ) { return std::optional<std::string>( "the operator objects" ); };
   auto const result = Host::compileProved( policies_.policy( goal ), driver_, options );

@@ -56,6 +56,10 @@ class ChipDriver {
   /// Requires: no loader is bound to the chip's entities.
   virtual void requestsDelAll() = 0;
 
+  /// The id of the request to load that put in force what is; 0 before the first. A load is made whole or not at all, so
+  /// this says what the chip does even when its answers are lost.
+  virtual double loadedRequest() const = 0;
+
   /// Of the last acquisition; nothing unless it was refused.
   virtual std::optional<Refusal> const& refusal() const = 0;
 };

@@ -101,6 +101,7 @@ bool SoftwareChip::fitsBesideTableInForce( PDData const& snapshot ) const {
 void SoftwareChip::load() {
   table_ = std::make_unique<ChipTable>( *reservation_->snapshot, shape_, version_->defaults );
   use_ = useOf( *reservation_->snapshot, shape_ );
+  loadedRequest_ = reservation_->requestId;
   reservationDel();
 }
 

@@ -38,6 +38,7 @@ class SoftwareChip : public ChipDriver {
   void versionIs( ChipVersion version ) override { version_ = std::move( version ); }
   bool serve() override;
   void requestsDelAll() override;
+  double loadedRequest() const override { return loadedRequest_; }
   std::optional<Refusal> const& refusal() const override { return refusal_; }
 
   /// The table in force; null before the first load.
@@ -84,6 +85,7 @@ class SoftwareChip : public ChipDriver {
 
   std::unique_ptr<ChipTable> table_;
   PerResource use_;
+  double loadedRequest_ = 0;
   GlobalAclControl policyInForce_ = GlobalAclControl::doNotApply;
 };
 

@@ -37,7 +37,7 @@ std::string withoutPlace( std::string const& line ) {
   return text == std::string::npos ? line : line.substr( text + 2 );
 }
 
-/// One version's kick, from its root to its end. A kick that has not come to its end when this goes is taken back.
+/// One version's kick, from its root to its end. What it has begun and not ended is taken back when this goes.
 class Kick {
  public:
   Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& options );
@@ -55,7 +55,6 @@ class Kick {
   void noteEndedStages();
   void noteStageTime( Stage stage );
   bool waitForDriver();
-  void takeBack();
 
   double kickTime() const { return root_->stageControllerStatus()->kickTime(); }
   bool loadMade() const;
@@ -86,7 +85,6 @@ class Kick {
   Clock::time_point stageBegan_ = Clock::now();
   Clock::time_point lastSign_ = Clock::now();
   bool entriesEstimated_ = false;
-  bool settled_ = false;  // the chip has answered everything that the loader asked
 };
 
 Kick::Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& options )
@@ -105,11 +103,14 @@ Kick::Kick( Policy const& policy, ChipDriver& chip, CompileOptions const& option
   chip.versionIs( { defaultActionsOf( policy ), [this]( PDData const& data ) { return objection( data ); } } );
 }
 
+/// With the root no loader is bound to the chip's entities any more, and what it began can be undone on both sides. After a
+/// kick that has come to its end there is nothing to undo, unless the driver has broken its contract.
 Kick::~Kick() {
-  if ( settled_ )
-    root_ = nullptr;
-  else
-    takeBack();
+  bool const made = loadMade();
+  root_ = nullptr;
+  chip_.pdConfig()->globalAclControlIs( GlobalAclControl::doNotApply );
+  chip_.requestsDelAll();
+  if ( !made ) chip_.pdConfig()->currPDDataIs( snapshotBefore_ );
 }
 
 CompileResult Kick::run() {
@@ -132,9 +133,12 @@ bool Kick::step() {
     return false;
   }
   if ( rootStatus_->kickProgress() != OrvexProgress::orvexRunning ) {
-    bool const success = rootStatus_->kickProgress() == OrvexProgress::orvexFinishedSuccess;
-    settled_ = success;
-    end( success ? CompileOutcome::loaded : CompileOutcome::failed, std::string( rootStatus_->kickMessage().view() ) );
+    if ( rootStatus_->kickProgress() != OrvexProgress::orvexFinishedSuccess )
+      end( CompileOutcome::failed, std::string( rootStatus_->kickMessage().view() ) );
+    else if ( loadMade() )
+      end( CompileOutcome::loaded, "" );
+    else
+      end( CompileOutcome::refused, "the chip's driver has confirmed a load that it has not made" );
     return false;
   }
   if ( hasTooManyPairs() || hasTooManyEntries() ) return false;
@@ -218,22 +222,14 @@ bool Kick::waitForDriver() {
   return true;
 }
 
+/// Asked of the driver: its answers can be lost, or wrong.
 bool Kick::loadMade() const {
-  return chip_.pdStatus()->pdAclRuleIpv6EntryStatus() == ResourceStatus( kickTime(), ResponseState::loaded );
+  return chip_.loadedRequest() == kickTime();
 }
 
 std::optional<std::string> Kick::objection( PDData const& snapshot ) const {
   if ( auto stage = members_->objection( kickTime() ) ) return stage;
   return options_.objection ? options_.objection( snapshot ) : std::nullopt;
-}
-
-/// With the root no loader is bound to the chip's entities any more, and what it began can be undone on both sides.
-void Kick::takeBack() {
-  bool const made = loadMade();
-  root_ = nullptr;
-  chip_.pdConfig()->globalAclControlIs( GlobalAclControl::doNotApply );
-  chip_.requestsDelAll();
-  if ( !made ) chip_.pdConfig()->currPDDataIs( snapshotBefore_ );
 }
 
 // Results
@@ -250,7 +246,6 @@ void Kick::endWithFailure( StageMember const& member ) {
   result_.stage = member.stage;
   switch ( member.stage ) {
     case Stage::stageLoader:
-      settled_ = true;
       return end( CompileOutcome::refused, refusalMessage() );
     case Stage::stagePrefixXform:
     case Stage::stageRangeSplit:

@@ -9,9 +9,10 @@
 /// and stops at the first failure, which the stage controller may not see.
 ///
 /// Whatever the result, the chip holds a whole table: the new one after "loaded", otherwise the one of before, with its
-/// default actions. A kick that does not come to its end (a driver that stays silent, a cancel, an exception) is taken
-/// back: the root goes, the blanket policy is lifted on both sides, the driver drops what was requested, and the
-/// published snapshot is the one of before again.
+/// default actions. However a kick ends (a driver that stays silent, a cancel, an exception), the root goes, the blanket
+/// policy is lifted on both sides, and the driver drops what is left of its requests; unless the load was made, the
+/// published snapshot is the one of before again. A load that was made is in force even if the driver falls silent
+/// afterwards: the outcome is then "driverSilent", and its message says so.
 
 #include <chrono>
 #include <functional>
