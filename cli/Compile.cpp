@@ -8,6 +8,7 @@
 #include "Inputs.h"
 #include "ProgressLine.h"
 #include "Remedies.h"
+#include "StandardStreams.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/SnapshotJson.h"
 #include "chip/SoftwareChip.h"
@@ -219,8 +220,8 @@ Host::Diagnostics lintWarnings( Host::LocatedPolicy const& located, CompileOptio
   bool const isToBeSaid = !options.console.quiet && options.format == CompileFormat::summary;
   if ( isToBeSaid || !options.report.empty() ) Host::lint( located, findings );
   if ( isToBeSaid && findings.warnings() != 0 )
-    fmt::print( stderr, "{} about what the rules mean; \"orvex check\" shows them\n",
-                counted( findings.warnings(), "warning" ) );
+    tell( fmt::format( "{} about what the rules mean; \"orvex check\" shows them\n",
+                       counted( findings.warnings(), "warning" ) ) );
   return findings;
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "StandardStreams.h"
 #include "chip/BuiltInProfiles.h"
 #include "chip/ProfileJson.h"
 #include "formats/InstanceDocument.h"
@@ -27,9 +28,9 @@ bool isColoured( ConsoleOptions const& options ) {
 
 void showMessage( char const* kind, char const* colour, std::string const& text, ConsoleOptions const& options ) {
   if ( isColoured( options ) )
-    fmt::print( stderr, "orvex: \033[{}m{}:\033[0m {}\n", colour, kind, text );
+    tell( fmt::format( "orvex: \033[{}m{}:\033[0m {}\n", colour, kind, text ) );
   else
-    fmt::print( stderr, "orvex: {}: {}\n", kind, text );
+    tell( fmt::format( "orvex: {}: {}\n", kind, text ) );
 }
 
 using Files = std::vector<std::shared_ptr<Host::SourceFile const>>;
@@ -92,7 +93,7 @@ std::optional<Host::ChipProfile> readChip( std::string const& nameOrFile, Host::
 
 void show( Host::Diagnostics const& diagnostics, ConsoleOptions const& options ) {
   if ( options.quiet && !diagnostics.failed() ) return;
-  fmt::print( stderr, "{}", diagnostics.text( isColoured( options ) ? Host::Colour::on : Host::Colour::off ) );
+  tell( diagnostics.text( isColoured( options ) ? Host::Colour::on : Host::Colour::off ) );
 }
 
 void showError( std::string const& text, ConsoleOptions const& options ) {

@@ -4,10 +4,10 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <string_view>
 
 #include "Inputs.h"
+#include "StandardStreams.h"
 
 namespace Orvex::Cli {
 
@@ -15,7 +15,7 @@ class ProgressLine {
  public:
   explicit ProgressLine( ConsoleOptions const& options ) : on_( !options.quiet && standardErrorIsTerminal() ) {}
   ~ProgressLine() {
-    if ( shown_ ) fmt::print( stderr, "\r\033[K" );
+    if ( shown_ ) tell( "\r\033[K" );
   }
   ProgressLine( ProgressLine const& ) = delete;
   ProgressLine& operator=( ProgressLine const& ) = delete;
@@ -25,8 +25,7 @@ class ProgressLine {
   void show( std::string_view text ) {
     if ( !on_ ) return;
     shown_ = true;
-    fmt::print( stderr, "\r\033[K{}", text );
-    (void)std::fflush( stderr );
+    tell( fmt::format( "\r\033[K{}", text ) );
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "StandardStreams.h"
 #include "pipeline/Remedies.h"
 
 namespace Orvex::Cli {
@@ -9,8 +10,8 @@ namespace Orvex::Cli {
 namespace {
 
 void showLines( char const* title, std::vector<std::string> const& lines ) {
-  if ( !lines.empty() ) fmt::print( stderr, "{}\n", title );
-  for ( std::string const& line : lines ) fmt::print( stderr, "  {}\n", line );
+  if ( !lines.empty() ) tell( fmt::format( "{}\n", title ) );
+  for ( std::string const& line : lines ) tell( fmt::format( "  {}\n", line ) );
 }
 
 }  // namespace
@@ -22,10 +23,10 @@ void showRemedies( Host::LocatedPolicy const& located, Host::ChipProfile const& 
   showLines( "it would fit, each by itself:", remedies.enough );
   showLines( remedies.enough.empty() ? "nothing that was tried makes it fit:" : "not enough by itself:",
              remedies.notEnough );
-  fmt::print( stderr, "{} tried in {:.1f} s{}\n",
-              counted( remedies.enough.size() + remedies.notEnough.size(), "change" ),
-              std::chrono::duration<double>( remedies.time ).count(),
-              remedies.isCutShort ? "; further ones were left out" : "" );
+  tell( fmt::format( "{} tried in {:.1f} s{}\n",
+                     counted( remedies.enough.size() + remedies.notEnough.size(), "change" ),
+                     std::chrono::duration<double>( remedies.time ).count(),
+                     remedies.isCutShort ? "; further ones were left out" : "" ) );
 }
 
 }  // namespace Orvex::Cli

@@ -14,6 +14,7 @@
 #include "Inputs.h"
 #include "Kiv/Trace.h"
 #include "Options.h"
+#include "StandardStreams.h"
 #include "output/OutputFile.h"
 
 namespace Orvex::Cli {
@@ -322,7 +323,10 @@ class CommandLine {
 int main( int argc, char** argv ) {
   using namespace Orvex;
   try {
-    return Cli::CommandLine().run( argc, argv );
+    Cli::occupyClosedStreams();
+    int const status = Cli::CommandLine().run( argc, argv );
+    Cli::endStandardOutput();
+    return status;
   } catch ( Host::OutputError const& error ) {
     Cli::showError( error.what(), {} );
   } catch ( std::bad_alloc const& ) {

@@ -18,6 +18,8 @@ metamorphic 4000
 roundtrip 10000
 exhaustion 1000
 judge 100
+handshake 4300
+kill 240
 "
 
 require_packages "${build_packages[@]}" >&2

@@ -44,20 +44,20 @@ enum class DriverFault : std::uint32_t {
   saysDenyAll,
   saysPermitAll,
   isSilent,
-  isTwice,          // in a row
-  isRepeated,       // once more, behind the answers to the next request
-  hasAnOlderId,     // that of the version before
-  hasANewerId,      // that of no version
-  comesEarly,       // inside the notification that brings the request
-  comesLast,        // behind the other answers to the request
-  comesNextKick,    // before the requests of the next version
-  requestIsLost     // the chip never hears of it
+  isTwice,        // in a row
+  isRepeated,     // once more, behind the answers to the next request
+  hasAnOlderId,   // that of the version before
+  hasANewerId,    // that of no version
+  comesEarly,     // inside the notification that brings the request
+  comesLast,      // behind the other answers to the request
+  comesNextKick,  // before the requests of the next version
+  requestIsLost   // the chip never hears of it
 };
 
 inline constexpr std::array<std::string_view, 17> kDriverFaultNames = {
-    "saysHitless",   "saysHitful",   "saysLoaded",   "saysFailed",  "saysReverted", "saysDoNotApply",
-    "saysDenyAll",   "saysPermitAll", "isSilent",    "isTwice",     "isRepeated",  "hasAnOlderId",
-    "hasANewerId",   "comesEarly",   "comesLast",    "comesNextKick", "requestIsLost" };
+    "saysHitless", "saysHitful",    "saysLoaded", "saysFailed",    "saysReverted", "saysDoNotApply",
+    "saysDenyAll", "saysPermitAll", "isSilent",   "isTwice",       "isRepeated",   "hasAnOlderId",
+    "hasANewerId", "comesEarly",    "comesLast",  "comesNextKick", "requestIsLost" };
 static_assert( kDriverFaultNames.size() == Kiv::enumValue( DriverFault::requestIsLost ) + 1 );
 constexpr std::span<std::string_view const> enumNames( DriverFault ) { return kDriverFaultNames; }
 

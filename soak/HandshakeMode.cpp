@@ -49,8 +49,7 @@ std::string textOf( HandshakeCase const& one ) {
 bool isOfPolicies( DriverRequest request ) { return request >= DriverRequest::policyOn; }
 
 bool makesSense( AnswerFault const& fault ) {
-  bool const isConfirmation =
-      fault.fault >= DriverFault::saysDoNotApply && fault.fault <= DriverFault::saysPermitAll;
+  bool const isConfirmation = fault.fault >= DriverFault::saysDoNotApply && fault.fault <= DriverFault::saysPermitAll;
   bool const isAnswer = fault.fault <= DriverFault::saysReverted;
   bool const ofPolicies = isOfPolicies( fault.request );
   if ( isConfirmation ) return ofPolicies;
@@ -169,7 +168,8 @@ Host::ChipProfile profileOf( HandshakeCase const& one ) {
 
 class Handshake {
  public:
-  explicit Handshake( HandshakeCase one ) : one_( std::move( one ) ), chip_( kChip, profileOf( one_ ) ), driver_( chip_ ) {}
+  explicit Handshake( HandshakeCase one )
+      : one_( std::move( one ) ), chip_( kChip, profileOf( one_ ) ), driver_( chip_ ) {}
 
   void run();
 
@@ -276,10 +276,8 @@ void runHandshake( HandshakeCase const& one ) {
 
 /// The fatal checks that only a driver outside its contract reaches.
 constexpr std::array<std::string_view, 4> kNamedStops = {
-    "Failed to load data into acquired resources",
-    "pdConfig()->globalAclControl() == pdStatus()->globalAclControl()",
-    "reached invalid state for handleXformStatus",
-    "reached invalid state for handleGlobalAclControl" };
+    "Failed to load data into acquired resources", "pdConfig()->globalAclControl() == pdStatus()->globalAclControl()",
+    "reached invalid state for handleXformStatus", "reached invalid state for handleGlobalAclControl" };
 
 /// Empty unless the stop is none that may be.
 std::string problemOfStop( std::string const& text ) {

@@ -15,7 +15,8 @@ std::vector<Mode> modes() {
       { "exhaustion", "all that a chip has, one less and one more: it fits, or is refused", 1'000, exhaustionCase },
       { "judge", "a solver that knows nothing of this program is asked what the prover is asked", 2'000, judgeCase },
       { "handshake", "drivers that break their contract: the chip never holds a mixture",
-        handshakeSingleFaults() + kDoubleFaults, handshakeCase } };
+        handshakeSingleFaults() + kDoubleFaults, handshakeCase },
+      { "kill", "the orvex command is killed: the output is the old file or the whole new one", 200, killCase } };
 }
 
 }  // namespace Orvex::Soak

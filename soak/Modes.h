@@ -49,4 +49,7 @@ void handshakeCase( Case& one );
 std::uint64_t handshakeSingleFaults();
 inline constexpr std::uint64_t kDoubleFaults = 500;
 
+/// The orvex command is killed while it writes: the output is the old file or the whole new one, and the next run's is right.
+void killCase( Case& one );
+
 }  // namespace Orvex::Soak

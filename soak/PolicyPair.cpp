@@ -53,9 +53,8 @@ Host::Policy policyOf( char const* text ) {
 }
 
 Host::Acl const* find( Host::Policy const& policy, Vell::AddressFamily family, std::string const& name ) {
-  auto const acl = std::find_if( policy.acls.begin(), policy.acls.end(), [&]( Host::Acl const& each ) {
-    return each.family == family && each.name == name;
-  } );
+  auto const acl = std::find_if( policy.acls.begin(), policy.acls.end(),
+                                 [&]( Host::Acl const& each ) { return each.family == family && each.name == name; } );
   return acl == policy.acls.end() ? nullptr : &*acl;
 }
 
@@ -135,7 +134,8 @@ void PolicyPair::ask( Vell::AddressFamily family, std::string const& name ) {
 
 PolicyPair::InForce PolicyPair::inForce( Host::SoftwareChip const& chip, bool blanketPermits ) const {
   Verdict const denied{ std::nullopt, actionOf( Host::DefaultAction::deny ) };
-  Verdict const blanket = chip.table() && blanketPermits ? Verdict{ std::nullopt, actionOf( Host::DefaultAction::permit ) } : denied;
+  Verdict const blanket =
+      chip.table() && blanketPermits ? Verdict{ std::nullopt, actionOf( Host::DefaultAction::permit ) } : denied;
   bool isOld = true;
   bool isNew = true;
   bool isBlanket = true;

@@ -223,9 +223,7 @@ bool Kick::waitForDriver() {
 }
 
 /// Asked of the driver: its answers can be lost, or wrong.
-bool Kick::loadMade() const {
-  return chip_.loadedRequest() == kickTime();
-}
+bool Kick::loadMade() const { return chip_.loadedRequest() == kickTime(); }
 
 std::optional<std::string> Kick::objection( PDData const& snapshot ) const {
   if ( auto stage = members_->objection( kickTime() ) ) return stage;

@@ -315,6 +315,20 @@ TEST( Compile, ADriverThatFallsSilentAfterTheLoadHasTheNewTableInForce ) {
   EXPECT_EQ( permittedByDefault(), atPort( chip, "1" ) );
 }
 
+// Its answers have said "loaded", every one of them.
+TEST( Compile, ALoadThatTheDriverConfirmsAndHasNotMadeIsNoSuccess ) {
+  class LyingChip : public SoftwareChip {
+   public:
+    using SoftwareChip::SoftwareChip;
+    double loadedRequest() const override { return 0; }
+  };
+  LyingChip chip( kChip, plainChip() );
+  auto const result = compile( webVersion(), chip );
+  EXPECT_EQ( CompileOutcome::refused, result.outcome );
+  EXPECT_EQ( "the chip's driver has confirmed a load that it has not made", result.message );
+  EXPECT_EQ( nullptr, chip.pdConfig()->currPDData() );
+}
+
 TEST( Compile, ACancelAtAnyStepLeavesTheChipWithOneOfTheTwoVersions ) {
   ChipProfile profile = plainChip();
   profile.capacities[Resource::ruleEntries] = 2;
