@@ -16,6 +16,7 @@ void found( std::string_view problem ) {
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size );
 
 /// The name that libFuzzer calls.
+// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer calls it so.
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size ) {
   Orvex::Fuzz::oneInput( { reinterpret_cast<char const*>( data ), size } );
   return 0;
