@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -141,13 +141,14 @@ HandshakeCase randomDoubleFault( Random& random ) {
            { randomFault( random, 1 ), randomFault( random, random.percent( 25 ) ? 2 : 1 ) } };
 }
 
-/// All single faults first, in an order that visits every kind in a few.
+/// All single faults first, in an order that has every kind among a few. The step and their number have no common divisor,
+/// so that each comes once.
 HandshakeCase caseOf( std::uint64_t number, Random& random ) {
-  constexpr std::uint64_t kStep = 1009;
   auto const& singles = singleFaults();
   if ( number > singles.size() ) return randomDoubleFault( random );
-  static_assert( kStep > 1 );
-  return singles[( number - 1 ) * kStep % singles.size()];
+  std::uint64_t step = 1009;
+  while ( std::gcd( step, singles.size() ) != 1 ) ++step;
+  return singles[( number - 1 ) * step % singles.size()];
 }
 
 // A case
