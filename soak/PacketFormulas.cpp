@@ -58,7 +58,7 @@ Verify::Packet PacketFormulas::packetIn( z3::model const& model ) const {
 
 z3::expr PacketFormulas::number( std::uint64_t value, unsigned bits ) const { return context_.bv_val( value, bits ); }
 
-z3::expr PacketFormulas::asLabel( z3::expr const& value ) const {
+z3::expr PacketFormulas::asLabel( z3::expr const& value ) {
   return z3::zext( value, kLabelBits - value.get_sort().bv_size() );
 }
 
@@ -75,8 +75,10 @@ z3::expr PacketFormulas::verdict( Verify::Verdict const& verdict ) {
 
 z3::expr PacketFormulas::verdictOf( Host::Acl const& acl ) {
   z3::expr result = verdict( { std::nullopt, actionOf( acl.defaultAction ) } );
-  for ( auto rule = acl.rules.rbegin(); rule != acl.rules.rend(); ++rule )
-    result = z3::ite( matches( *rule ), verdict( { rule->index, rule->action } ), result );
+  for ( std::size_t left = acl.rules.size(); left != 0; --left ) {
+    Host::Rule const& rule = acl.rules[left - 1];
+    result = z3::ite( matches( rule ), verdict( { rule.index, rule.action } ), result );
+  }
   return result;
 }
 
@@ -141,11 +143,12 @@ z3::expr PacketFormulas::verdictOf( PDData const& snapshot, Verify::TableShape c
   Key const key = keyOf( snapshot, shape );
   std::vector<PDAclRule const*> rules;
   for ( auto const& [index, rule] : loaded->rule() ) rules.push_back( rule.get() );
-  for ( auto rule = rules.rbegin(); rule != rules.rend(); ++rule ) {
+  for ( std::size_t left = rules.size(); left != 0; --left ) {
+    PDAclRule const& rule = *rules[left - 1];
     z3::expr_vector entries( context_ );
-    for ( PDAclFilter const& entry : ( *rule )->filter() ) entries.push_back( matches( entry, key ) );
+    for ( PDAclFilter const& entry : rule.filter() ) entries.push_back( matches( entry, key ) );
     if ( !entries.empty() )
-      result = z3::ite( z3::mk_or( entries ), verdict( { ( *rule )->index().value(), ( *rule )->action() } ), result );
+      result = z3::ite( z3::mk_or( entries ), verdict( { rule.index().value(), rule.action() } ), result );
   }
   return result;
 }
@@ -204,15 +207,17 @@ z3::expr PacketFormulas::prefixLabel( PDData const& snapshot, Verify::TableShape
 
 /// Of ranges that overlap, which no good table has, the first counts.
 z3::expr PacketFormulas::fieldLabel( PDData const& snapshot, Verify::TableShape const& shape, Field field ) const {
-  z3::expr const value = asLabel( fields_[Kiv::enumValue( field )] );
+  z3::expr value = asLabel( fields_[Kiv::enumValue( field )] );
   if ( !shape.ranges[field].on ) return value;
   auto const& table = snapshot.rangeEntryColl( static_cast<RangeSetType>( Kiv::enumValue( field ) ) );
   std::vector<PDRangeXformEntry> rows;
   for ( auto const& [range, entry] : table->entry() ) rows.push_back( entry );
   z3::expr result = label( shape.ranges[field].invalid );
-  for ( auto row = rows.rbegin(); row != rows.rend(); ++row )
-    result = z3::ite( isIn( value, Host::ValueRange{ row->key.first(), row->key.last() } ), label( row->value.value() ),
+  for ( std::size_t left = rows.size(); left != 0; --left ) {
+    PDRangeXformEntry const& row = rows[left - 1];
+    result = z3::ite( isIn( value, Host::ValueRange{ row.key.first(), row.key.last() } ), label( row.value.value() ),
                       result );
+  }
   return result;
 }
 

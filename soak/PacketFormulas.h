@@ -41,7 +41,7 @@ class PacketFormulas {
 
   z3::expr number( std::uint64_t value, unsigned bits ) const;
   z3::expr label( std::uint16_t value ) const { return number( value, kLabelBits ); }
-  z3::expr asLabel( z3::expr const& value ) const;
+  static z3::expr asLabel( z3::expr const& value );
   z3::expr verdict( Verify::Verdict const& verdict );
 
   z3::expr isIn( z3::expr const& address, Vell::IpGenPrefix const& prefix ) const;
