@@ -2,7 +2,7 @@
 
 build_packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libfmt-dev nlohmann-json3-dev libcli11-dev
   libpcap-dev libjemalloc-dev libz3-dev python3)
-check_packages=(pkg-config clang libclang-rt-14-dev clang-format clang-tidy help2man man-db dpkg-dev file)
+check_packages=(pkg-config valgrind clang libclang-rt-14-dev clang-format clang-tidy help2man man-db dpkg-dev file)
 package_packages=(pkg-config help2man man-db dpkg-dev file lintian)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 release_packages=(gcovr cppcheck)

@@ -19,6 +19,9 @@ exhaustive all 100000
 metamorphic 100000 5000
 roundtrip 200000 10000
 exhaustion 20000 2000
+judge 2000 250
+handshake 104000 4000
+kill 2000 500
 "
 
 soak=build/release/soak/orvex-soak
