@@ -5,8 +5,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
 
-minimum_line_coverage=90
-
 forget_counts() {
   [ ! -d build/coverage ] || find build/coverage -name '*.gcda' -delete
 }
@@ -16,8 +14,7 @@ coverage() {
   build_preset coverage  # lists the tests, and counts that
   forget_counts
   ctest --preset coverage --no-tests=error -j "$(nproc)" | tail -n 3
-  gcovr --root . --object-directory build/coverage --filter 'platform/' --filter 'src/' --filter 'include/' --filter 'host/' \
-    --exclude-throw-branches --fail-under-line "$minimum_line_coverage"
+  gcovr --config scripts/coverage.cfg --root . --object-directory build/coverage
 }
 
 # Without the va_list checker, which takes a list that va_start has just begun for an uninitialised one.
