@@ -227,8 +227,9 @@ Limit guardedEntries() {
            },
            entriesOfOneRule,
            []( std::uint32_t bits, std::uint64_t needed ) {
-             return "rule 1: the rule takes " + std::to_string( needed ) +
-                    " entries beside 0 of the rules before it; " + std::to_string( powerOf( bits ) ) + " are allowed";
+             return "the rules take at least " + std::to_string( needed ) + " entries; " +
+                    std::to_string( powerOf( bits ) ) +
+                    " are allowed over all ACLs; most cost ipv4 ACL edge, rule 1 (" + std::to_string( needed ) + ")";
            } };
 }
 

@@ -55,7 +55,7 @@ for policy in *.acl *.txt; do
   for chip in default combined chips/by-value.json chips/labels.json; do run "0 1 2" compile -q --chip "$chip" "$policy"; done
 done
 run 1 compile --chip chips/by-value.json product.acl
-says "rule 10: the rule takes 10000000000 entries"
+says "most cost ipv4 ACL a, rule 10 (10000000000)"
 run 1 compile --chip chips/labels.json all-but-one.acl
 says "pairs of labels for all rules"
 run 0 classify -q overlaps.acl --chip chips/by-value.json --packets packets.json
