@@ -12,8 +12,6 @@
 #include <sstream>
 #include <system_error>
 
-extern char** environ;
-
 namespace Orvex::Bench {
 
 namespace {
@@ -49,6 +47,7 @@ class Pipe {
 
 pid_t start( std::vector<std::string> words, Pipe& output, Pipe& errors ) {
   std::vector<char*> arguments;
+  arguments.reserve( words.size() + 1 );
   for ( std::string& word : words ) arguments.push_back( word.data() );
   arguments.push_back( nullptr );
   posix_spawn_file_actions_t actions;

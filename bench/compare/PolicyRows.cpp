@@ -14,8 +14,8 @@ constexpr PolicyBound kNone{};
 constexpr PolicyBound kQuickAnswer{ 1, 0, 5 };
 
 struct Question {
-  char const* name;
-  bool combinations;
+  char const* name = nullptr;
+  bool combinations = false;
   PolicyBound bound;
 };
 
@@ -46,6 +46,7 @@ std::string fileOf( Programs const& programs, std::string name ) {
 std::optional<double> median( std::vector<ChildResult> const& samples, double ( *value )( ChildResult const& ) ) {
   if ( samples.empty() || !samples.back().ended ) return std::nullopt;
   std::vector<double> values;
+  values.reserve( samples.size() );
   for ( ChildResult const& sample : samples ) values.push_back( value( sample ) );
   return medianOf( std::move( values ) );
 }

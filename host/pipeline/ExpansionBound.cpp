@@ -62,7 +62,7 @@ std::uint64_t mostShared( RuleLists const& a, RuleLists const& b, SharedMembers&
   };
   // In 128 bits: the three factors have 16, 16 and up to 64.
   __extension__ using Wide = unsigned __int128;
-  Wide const shared = Wide{ members.of( a.source, b.source ) * members.of( a.destination, b.destination ) } *
+  Wide const shared = Wide{ members.of( a.source, b.source ) } * members.of( a.destination, b.destination ) *
                       std::min( others( a ), others( b ) );
   return static_cast<std::uint64_t>( std::min<Wide>( shared, std::min( a.product, b.product ) ) );
 }
