@@ -94,8 +94,8 @@ Host::ChipProfile chipWithLittleRoom() {
   for ( PrefixXformKey const space : Host::kPrefixSpaces ) profile.prefix( space ) = { 4, 0 };
   profile.ranges[Host::Field::dport] = { 4, 15 };
   for ( Host::Resource const resource : Host::kResources ) profile.capacities[resource] = Host::kUnlimited;
-  profile.capacities[Host::Resource::ruleEntries] = 4;
-  profile.capacities[Host::Resource::ipv4PrefixEntries] = 3;
+  profile.capacities[Host::Resource::ruleEntries] = 2;
+  profile.capacities[Host::Resource::ipv4PrefixEntries] = 4;
   return profile;
 }
 
