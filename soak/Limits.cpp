@@ -253,6 +253,7 @@ Limit guardedPairs( ComboLabelSetType type ) {
 
 std::vector<Limit> makeLimits() {
   std::vector<Limit> all;
+  all.reserve( Host::kPrefixSpaces.size() + Host::kFieldCount + 3 * Host::kCombos.size() + Host::kResourceCount );
   for ( PrefixXformKey const space : Host::kPrefixSpaces )
     all.push_back( labels(
         std::string( Kiv::stringValue( space.af() ) ) + ( space.src() ? " source" : " destination" ), 9,
