@@ -20,6 +20,6 @@ cp build/packages/*.deb "$system/tmp/"
 in_system() { env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive chroot "$system" "$@"; }
 in_system bash -c 'apt-get update -qq && apt-get install -y -qq --no-install-recommends /tmp/*.deb >/tmp/install.log 2>&1 ||
   { cat /tmp/install.log; exit 1; }'
-in_system bash -c 'mkdir /root/guide && cp -r /usr/share/doc/orvex/examples /root/guide'
-tests/examples/documented-commands.py "$system/usr/share/doc/orvex/docs/guide.md" /root/guide --shell "chroot $system /bin/bash"
+in_system bash -c 'mkdir /srv/guide && cp -r /usr/share/doc/orvex/examples /srv/guide'
+tests/examples/documented-commands.py "$system/usr/share/doc/orvex/docs/guide.md" /srv/guide --shell "chroot $system /bin/bash"
 in_system bash -c 'apt-get purge -y -qq orvex liborvex-dev liborvex0.1 >/dev/null 2>&1 && ! find /usr -iname "*orvex*" | grep .'
