@@ -51,7 +51,7 @@ int statusOf( pid_t child ) {
 
 void resume( pid_t child, int signal ) {
   // Null when it has been killed meanwhile, which the next wait says.
-  (void)::ptrace( PTRACE_SYSCALL, child, nullptr, reinterpret_cast<void*>( static_cast<std::intptr_t>( signal ) ) );
+  (void)::ptrace( PTRACE_SYSCALL, child, nullptr, static_cast<long>( signal ) );
 }
 
 }  // namespace
@@ -76,8 +76,7 @@ TracedRun runAndKillAtStop( std::vector<std::string> const& command, std::uint64
   pid_t const child = start( command, true );
   TracedRun run{ statusOf( child ), 0 };
   if ( WIFSTOPPED( run.status ) )
-    (void)::ptrace( PTRACE_SETOPTIONS, child, nullptr,
-                    reinterpret_cast<void*>( PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL ) );
+    (void)::ptrace( PTRACE_SETOPTIONS, child, nullptr, static_cast<long>( PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL ) );
   for ( int signal = 0; WIFSTOPPED( run.status ); run.status = statusOf( child ) ) {
     int const stoppedBy = WSTOPSIG( run.status );
     if ( stoppedBy == kSyscallStop && ++run.stops == at ) {

@@ -74,9 +74,9 @@ OutputFile::OutputFile( std::string path ) : path_( std::move( path ) ) {
   if ( exists && ::access( finalPath_.c_str(), W_OK ) != 0 ) fail();
   openBeside();
   if ( exists && ::fchmod( descriptor_, existing.st_mode & 07777U ) != 0 ) {
-    OutputError const error( path_, errno );
+    int const reason = errno;
     discard();
-    throw error;
+    throw OutputError( path_, reason );
   }
 }
 
