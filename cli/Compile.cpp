@@ -93,9 +93,10 @@ std::string ruleLine( Host::RuleUse const& use, std::uint64_t plain ) {
 
 /// Of the rule that a use is of.
 std::uint64_t plainEntriesOf( Host::RuleUse const& use, Host::Policy const& policy ) {
-  auto const [family, name] = Host::userAclName( use.acl.aclName );
-  auto const acl = std::find_if( policy.acls.begin(), policy.acls.end(),
-                                 [&]( Host::Acl const& each ) { return each.family == family && each.name == name; } );
+  auto const wanted = Host::userAclName( use.acl.aclName );
+  auto const acl = std::find_if( policy.acls.begin(), policy.acls.end(), [&]( Host::Acl const& each ) {
+    return std::pair( each.family, each.name ) == wanted;
+  } );
   auto const rule =
       std::lower_bound( acl->rules.begin(), acl->rules.end(), use.index,
                         []( Host::Rule const& each, std::uint32_t index ) { return each.index < index; } );
