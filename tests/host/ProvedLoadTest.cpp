@@ -183,6 +183,13 @@ TEST( ProvedLoad, AFileThatIsNoSnapshotIsRefused ) {
       { "[1, 2]", "[1]", "this is no label and mask" },
       { "\"ttl\"", "\"tll\"", "an entry has no \"tll\"" },
       { "\"deny\"", "\"drop\"", "there is no \"drop\" here" },
+      // What no policy has, and no writer writes: these were taken, or raised an exception without a place.
+      { "\"index\": 10", "\"index\": 4294967294", "this is out of range" },
+      { "\"index\": 10", "\"index\": 4294967295", "this is out of range" },
+      { "\"edge\"", "\"\"", "no policy has this name" },
+      { "\"edge\"", "\"a\\nb\"", "no policy has this name" },
+      { "[1, 2]", "[1, 0]", "a mask of 0 looks at no bit" },
+      { "{\"ttl\": [1, 2]}", "{}, {}", "this entry stands twice" },
   };
   for ( auto const& fault : faults ) {
     std::string text = good;
