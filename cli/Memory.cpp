@@ -5,7 +5,9 @@
 /// and lists of freed chunks. Addresses are given back with their memory, since a limit may be set to them (`ulimit -v`).
 
 extern "C" {
-/// What jemalloc reads when the program starts; its manual has the words.
+/// What jemalloc reads when the program starts, under the name that it gives it; its manual has the words.
+// NOLINTBEGIN(readability-identifier-naming)
 extern char const* malloc_conf;
 char const* malloc_conf = "thp:always,retain:false,narenas:1";
+// NOLINTEND(readability-identifier-naming)
 }
