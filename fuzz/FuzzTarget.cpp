@@ -13,10 +13,6 @@ void found( std::string_view problem ) {
 
 }  // namespace Orvex::Fuzz
 
-extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size );
-
-/// The name that libFuzzer calls.
-// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer calls it so.
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size ) {
   Orvex::Fuzz::oneInput( { reinterpret_cast<char const*>( data ), size } );
   return 0;

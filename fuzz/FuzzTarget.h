@@ -6,6 +6,8 @@
 /// file makes two programs: one with libFuzzer, which looks for bytes that break a promise (scripts/fuzz.sh), and one that
 /// runs the committed corpus once, which every build has as a test (Replay.cpp).
 
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace Orvex::Fuzz {
@@ -21,3 +23,7 @@ inline void require( bool holds, std::string_view problem ) {
 }
 
 }  // namespace Orvex::Fuzz
+
+/// What libFuzzer calls, and the replay of a corpus.
+// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer has named it.
+extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size );
