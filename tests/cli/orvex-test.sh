@@ -6,26 +6,7 @@ set -euo pipefail
 
 orvex=$1
 examples=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
-
-fail() {
-  echo "FAILED: $1" >&2
-  failures=$((failures + 1))
-}
-
-# run STATUS ARGUMENT...: output and messages go to files, and the exit status must be the one given.
-run() {
-  local want=$1 have=0
-  shift
-  "$orvex" "$@" >output 2>messages </dev/null || have=$?
-  [ "$have" -eq "$want" ] || fail "orvex $*: exit status $have, not $want: $(head -c 500 messages)"
-}
-
-# says FILE TEXT: the file has the text.
-says() { grep -qF -- "$2" "$1" || fail "$1 does not say: $2; it says: $(head -c 500 "$1")"; }
+source "$(dirname "$(realpath "$0")")/checks.sh"
 is_empty() { [ ! -s "$1" ] || fail "$1 is not empty: $(head -c 500 "$1")"; }
 
 cat >small.acl <<'ACL'

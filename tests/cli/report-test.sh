@@ -7,24 +7,7 @@ set -euo pipefail
 
 orvex=$1
 examples=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
-
-fail() {
-  echo "FAILED: $1" >&2
-  failures=$((failures + 1))
-}
-
-# run STATUS ARGUMENT...: the exit status must be the one given.
-run() {
-  local want=$1 have=0
-  shift
-  "$orvex" "$@" >output 2>messages </dev/null || have=$?
-  [ "$have" -eq "$want" ] || fail "orvex $*: exit status $have, not $want: $(head -c 500 messages)"
-}
-says() { grep -qF -- "$2" "$1" || fail "$1 does not say: $2"; }
+source "$(dirname "$(realpath "$0")")/checks.sh"
 
 # Names that would be markup, in a file whose name would be too. Rule 20 never decides.
 hostile='<b id="x">&.acl'
