@@ -106,20 +106,6 @@ void showWarning( std::string const& text, ConsoleOptions const& options ) {
 
 bool standardErrorIsTerminal() { return isatty( STDERR_FILENO ) == 1; }
 
-std::string grouped( std::uint64_t number ) {
-  std::string const digits = std::to_string( number );
-  std::string text;
-  for ( std::size_t at = 0; at != digits.size(); ++at ) {
-    if ( at != 0 && ( digits.size() - at ) % 3 == 0 ) text += ',';
-    text += digits[at];
-  }
-  return text;
-}
-
-std::string counted( std::uint64_t number, std::string_view noun ) {
-  return grouped( number ) + " " + std::string( noun ) + ( number == 1 ? "" : "s" );
-}
-
 std::uint64_t rulesIn( Host::Policy const& policy ) {
   std::uint64_t rules = 0;
   for ( Host::Acl const& acl : policy.acls ) rules += acl.rules.size();

@@ -8,6 +8,7 @@
 #include "Options.h"
 #include "chip/ChipProfile.h"
 #include "input/Diagnostics.h"
+#include "output/NumberText.h"
 #include "policy/PolicyPlaces.h"
 
 namespace Orvex::Cli {
@@ -28,10 +29,8 @@ void showWarning( std::string const& text, ConsoleOptions const& options );
 
 bool standardErrorIsTerminal();
 
-/// "1,234,567"
-std::string grouped( std::uint64_t number );
-/// "1 rule", "1,234 rules"
-std::string counted( std::uint64_t number, std::string_view noun );
+using Host::counted;
+using Host::grouped;
 
 /// Of all ACLs.
 std::uint64_t rulesIn( Host::Policy const& policy );

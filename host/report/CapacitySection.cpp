@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "output/NumberText.h"
 #include "report/Sections.h"
 
 namespace Orvex::Host {

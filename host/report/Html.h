@@ -26,10 +26,6 @@ struct Markup {
 /// Between tags, and in an attribute's double quotes.
 std::string escaped( std::string_view text );
 
-/// "1,234,567"
-std::string grouped( std::uint64_t number );
-/// "1 rule", "1,234 rules", "2 prefixes"
-std::string counted( std::uint64_t number, std::string_view noun );
 /// A part of a whole as a length: "12.5%". Requires: the whole is not 0.
 std::string percent( double part, double whole );
 

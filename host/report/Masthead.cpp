@@ -1,3 +1,4 @@
+#include "output/NumberText.h"
 #include "pipeline/PlacementComparison.h"
 #include "report/Sections.h"
 

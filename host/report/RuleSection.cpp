@@ -3,6 +3,7 @@
 #include <map>
 #include <tuple>
 
+#include "output/NumberText.h"
 #include "pipeline/PlainExpansion.h"
 #include "policy/AclConfigBuilder.h"
 #include "policy/AclTextWriter.h"

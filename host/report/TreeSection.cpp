@@ -1,3 +1,4 @@
+#include "output/NumberText.h"
 #include "report/PrefixTree.h"
 #include "report/Sections.h"
 
