@@ -13,7 +13,7 @@ compare_packages=(pkg-config libdpdk-dev nftables gnuplot-nox)
 require_packages() {
   local package missing=() as_root=()
   for package in "$@"; do
-    dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    grep -qx installed <<<"$(dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null)" || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return 0
   if [ "$(id -u)" -ne 0 ]; then

@@ -46,7 +46,7 @@ if [ $# -eq 0 ]; then
   targets
   exit
 fi
-if [ $# -lt 2 ] || { [ "$1" != all ] && ! targets | grep -qx -- "$1"; }; then
+if [ $# -lt 2 ] || { [ "$1" != all ] && ! grep -qx -- "$1" <<<"$(targets)"; }; then
   sed -n '2,3s/^# //p' "$0" >&2
   exit 2
 fi

@@ -224,7 +224,7 @@ run 0 classify small.acl --pcap frames.pcap && is_empty messages
 says output "frames.pcap: 6 packets: 3 IPv4, 1 IPv6, 2 not decoded"
 says output "IPv4 ACL edge: 3 packets, 1,080 bytes"
 for row in "no IP packet 1" "captured only into the transport header 1" "10 permit 2 1,040" "20 deny 1 40" "default deny 0 0"; do
-  tr -s ' ' <output | grep -qE "^ ?$row\$" || fail "the table has no row $row: $(cat output)"
+  grep -qE "^ ?$row\$" <<<"$(tr -s ' ' <output)" || fail "the table has no row $row: $(cat output)"
 done
 sed 's/frames.pcap/standard input/' output >hits
 for file in frames.pcap frames.pcapng; do

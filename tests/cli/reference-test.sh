@@ -12,7 +12,7 @@ lacks() { echo "$reference does not have $1" >&2 && missing=$((missing + 1)); }
 commands=$("$orvex" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p' | sort)
 [ "$(wc -w <<<"$commands")" -ge 10 ]
 for option in $(options_of); do
-  section Output | grep -qF -- "$option" || lacks "$option"
+  grep -qF -- "$option" <<<"$(section Output)" || lacks "$option"
 done
 for command in $commands; do
   known=$(section "orvex $command"; section Output; section "Options of many commands" | sed '/^Of some/,$d')

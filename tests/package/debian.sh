@@ -50,4 +50,4 @@ unset LD_LIBRARY_PATH
 cmake -S "$tests" -B "$work/build" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$usr" >/dev/null
 cmake --build "$work/build" >/dev/null
 "$work/build/package_program"
-ldd "$work/build/package_program" | grep -qF "$usr" || fail "the program does not use the unpacked library"
+grep -qF "$usr" <<<"$(ldd "$work/build/package_program")" || fail "the program does not use the unpacked library"
