@@ -66,6 +66,7 @@ void encode( benchmark::State& state, LabelPlacement placement,
   auto const& lists = xform->plainLabelListMap()->plainLabelList();
   for ( auto list = lists.begin(); list; ++list )
     usage->valueInc( list.key(), 1 + static_cast<std::uint32_t>( random() % 9 ) );
+  xform->plainLabelListMap()->labelListsAre( xform->plainLabelListMap()->labelLists() );  // as a transform leaves them
   auto const capability = Kiv::make<ChipHwCapability>( Brae::ChipId( 0 ) );
   capability->labelPlacementIs( placement );
   std::size_t entries = 0;

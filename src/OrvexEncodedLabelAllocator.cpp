@@ -16,10 +16,6 @@ constexpr std::string_view kTracePrefix = "EncodedLabelAllocator::doAllocateLabe
 /// The binary logarithm of the least power of two that is not below `count`.
 std::uint32_t ceilingBits( std::uint32_t count ) { return static_cast<std::uint32_t>( std::bit_width( count - 1 ) ); }
 
-std::uint64_t addressOf( Kiv::Ptr<PlainLabels const> const& labels ) {
-  return reinterpret_cast<std::uintptr_t>( labels.get() );
-}
-
 EncodedLabelRange encodedRange( std::uint32_t start, std::uint32_t end ) {
   return { static_cast<std::uint16_t>( start ), static_cast<std::uint16_t>( end ) };
 }
@@ -35,12 +31,12 @@ RefCntCostModel::RefCntCostModel( EncoderConfig const& config, GenSetUsageInfo c
     auto operator<=>( Placed const& ) const = default;
   };
   std::vector<Placed> sets;
-  auto const& lists = config.xformStatus()->plainLabelListMap()->plainLabelList();
-  sets.reserve( lists.size() );
-  for ( auto list = lists.begin(); list; ++list ) {
-    auto const count = usage.refCount().find( list.key() );
-    auto const labels = static_cast<std::uint32_t>( list.value()->label().size() );
-    sets.push_back( { ~( labels * ( count ? count->value : 0 ) ), list.key() } );
+  auto const lists = config.xformStatus()->plainLabelListMap()->labelLists();
+  sets.reserve( lists->entries().size() );
+  for ( auto const& [key, list] : lists->entries() ) {
+    auto const count = usage.refCount().find( key );
+    auto const labels = static_cast<std::uint32_t>( lists->labelCount( list ) );
+    sets.push_back( { ~( labels * ( count ? count->value : 0 ) ), key } );
   }
   std::sort( sets.begin(), sets.end() );
   for ( auto set = sets.begin(); set != sets.end(); ) {
@@ -59,7 +55,7 @@ EncodedLabelAllocator::EncodedLabelAllocator( std::uint32_t bitWidth, EncodedLab
                                               Kiv::Ptr<EncoderStatus> const& encoderStatus,
                                               Kiv::Ptr<EncodedLabelAllocStatus> const& allocStatus )
     : encLabelBitMap_( bitWidth ),
-      config_( config ),
+      lists_( config->xformStatus()->plainLabelListMap()->labelLists() ),
       encoderStatus_( encoderStatus ),
       encLabelAllocStatus_( allocStatus ) {
   traceHandle.trace( 8, "EncodedLabelAllocator::handleInitialized" );
@@ -78,23 +74,24 @@ EncodedLabelAllocator::EncodedLabelAllocator( std::uint32_t bitWidth, EncodedLab
   allocStatus->statusIs( StageStatusType::finishedSuccess );
 }
 
-Kiv::Ptr<PlainLabels const> EncodedLabelAllocator::labelsOf( GenSetKey key ) const {
-  auto const list = config_->xformStatus()->plainLabelListMap()->plainLabelList().find( key );
-  Kiv::fatalUnless( list != nullptr, "the cost model orders sets that have labels" );
-  return list->labels();
+LabelLists::ListId EncodedLabelAllocator::listOf( GenSetKey key ) const {
+  auto const list = lists_->find( key );
+  Kiv::fatalUnless( list.has_value(), "the cost model orders sets that have labels" );
+  return *list;
 }
 
 /// A label counts for the first set that has it.
 std::vector<EncodedLabelAllocator::Need> EncodedLabelAllocator::countLabels( GenSetCostModel const& costModel ) const {
   std::vector<Need> needs;
   Kiv::HashSet2018<PlainLabel> counted;
-  Kiv::HashSet2018<std::uint64_t> countedLists;
+  std::vector<bool> isCounted( lists_->listCount() );
   for ( auto order = costModel.setOrder().begin(); order; ++order ) {
     for ( GenSetKey const key : order.value()->keyGroup() ) {
-      auto const labels = labelsOf( key );
+      LabelLists::ListId const list = listOf( key );
       std::uint32_t need = 0;
-      if ( countedLists.insert( addressOf( labels ) ) )
-        for ( PlainLabel const label : *labels ) need += counted.insert( label ) ? 1 : 0;
+      if ( !isCounted[list] )
+        lists_->forEachLabel( list, [&]( PlainLabel label ) { need += counted.insert( label ); } );
+      isCounted[list] = true;
       needs.push_back( { key, need } );
     }
   }
@@ -104,24 +101,24 @@ std::vector<EncodedLabelAllocator::Need> EncodedLabelAllocator::countLabels( Gen
 void EncodedLabelAllocator::doAllocateLabels( GenSetKey key, std::uint32_t allocLabelCnt ) {
   traceHandle.trace( 8, kTracePrefix, " key: ", key.value(), ", allocLabelCnt: ", allocLabelCnt,
                      ", extraLabelCnt: ", extraLabelCnt_ );
-  auto const labels = labelsOf( key );
-  if ( auto const ranges = rangesOfServedList_.find( addressOf( labels ) ) ) {
+  LabelLists::ListId const list = listOf( key );
+  if ( auto const ranges = rangesOfServedList_.find( list ) ) {
     encLabelAllocStatus_->keyToEncLabelListIs( key, ranges );
     return;
   }
   std::vector<EncodedLabelRange> ranges;
   std::vector<PlainLabel> unassigned;
-  for ( PlainLabel const label : *labels ) {
+  lists_->forEachLabel( list, [&]( PlainLabel label ) {
     if ( auto const encoded = encoderStatus_->plainToEncodedLabel().find( label ) )
       ranges.push_back( encodedRange( encoded->value(), encoded->value() ) );
     else
       unassigned.push_back( label );
-  }
+  } );
   Kiv::fatalUnless( unassigned.size() <= allocLabelCnt, "numLabels <= allocLabelCnt" );
   if ( allocLabelCnt == 0 ) {
-    auto const list = Kiv::make<EncodedLabelRangeList>( std::move( ranges ) );
-    rangesOfServedList_.set( addressOf( labels ), list );
-    encLabelAllocStatus_->keyToEncLabelListIs( key, list );
+    auto const served = Kiv::make<EncodedLabelRangeList>( std::move( ranges ) );
+    rangesOfServedList_.set( list, served );
+    encLabelAllocStatus_->keyToEncLabelListIs( key, served );
     return;
   }
   if ( encLabelBitMap_.freeCount() < allocLabelCnt ) {

@@ -1,5 +1,7 @@
 #include "Orvex/OrvexGenSetTypes.h"
 
+#include <utility>
+
 #include "Kiv/Instantiate.h"
 #include "Orvex/OrvexByteHash.h"
 
@@ -159,7 +161,43 @@ Kiv::SortedSet<EncodedLabelWithMask>& EncodedLabelWithMaskList::ownEntries() {
 }
 
 Kiv::Ptr<PlainLabelList> PlainLabelListMap::plainLabelListIs( GenSetKey key ) {
-  return Kiv::instantiate( plainLabelList_, key );
+  return Kiv::instantiate( objects(), key );
+}
+
+void PlainLabelListMap::labelListsAre( Kiv::Ptr<LabelLists const> const& lists ) {
+  lists_ = lists;
+  plainLabelList_.clear();
+}
+
+/// Makes the objects that the arrays stand for.
+Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>>& PlainLabelListMap::objects() const {
+  auto const lists = std::exchange( lists_, nullptr );
+  if ( !lists ) return plainLabelList_;
+  std::vector<Kiv::Ptr<PlainLabels>> shared( lists->listCount() );
+  plainLabelList_.reserve( lists->entries().size() );
+  for ( auto const& [key, list] : lists->entriesInMapOrder() ) {
+    if ( !shared[list] ) shared[list] = Kiv::make<PlainLabels>( lists->intervals( list ) );
+    plainLabelList_.set( key, Kiv::make<PlainLabelList>( key, shared[list] ) );
+  }
+  return plainLabelList_;
+}
+
+Kiv::Ptr<LabelLists const> PlainLabelListMap::labelLists() const {
+  if ( lists_ ) return lists_;
+  std::vector<LabelLists::Entry> entries;
+  std::vector<LabelLists::Interval> intervals;
+  std::vector<std::uint32_t> first{ 0 };
+  Kiv::HashMap2018<std::uint64_t, LabelLists::ListId> listOfLabels;  // by address; only looked up
+  for ( auto list = plainLabelList_.begin(); list; ++list ) {
+    PlainLabels const& labels = list.value()->label();
+    auto const next = static_cast<LabelLists::ListId>( first.size() - 1 );
+    if ( listOfLabels.insert( reinterpret_cast<std::uintptr_t>( &labels ), next ) ) {
+      intervals.insert( intervals.end(), labels.intervals().begin(), labels.intervals().end() );
+      first.push_back( static_cast<std::uint32_t>( intervals.size() ) );
+    }
+    entries.push_back( { list.key(), *listOfLabels.find( reinterpret_cast<std::uintptr_t>( &labels ) ) } );
+  }
+  return Kiv::make<LabelLists>( std::move( entries ), std::move( intervals ), std::move( first ) );
 }
 
 }  // namespace Orvex

@@ -98,12 +98,12 @@ std::uint64_t LabelEncoderSm::doBuildWorkingSetHash() const {
   traceHandle.trace( 8, traceKey_, "doBuildWorkingSetHash" );
   ByteHash a;
   ByteHash b;
-  auto const& lists = encoderConfig()->xformStatus()->plainLabelListMap()->plainLabelList();
-  for ( auto list = lists.begin(); list; ++list ) {
-    auto const count = genSetUsageInfo_->refCount().find( list.key() );
+  auto const lists = encoderConfig()->xformStatus()->plainLabelListMap()->labelLists();
+  for ( auto const& [key, list] : lists->entriesInMapOrder() ) {
+    auto const count = genSetUsageInfo_->refCount().find( key );
     std::uint32_t const users = count ? count->value : 0;
-    a.feed( list.key().value() ).feed( users );
-    b.feed( users ).feed( list.key().value() );
+    a.feed( key.value() ).feed( users );
+    b.feed( users ).feed( key.value() );
   }
   return std::uint64_t{ a.result() } << 32 | b.result();
 }

@@ -112,11 +112,9 @@ ReservedValue PrefixLabelEncoderSm::reservedValueKind() const {
   auto const& pieces = prefixXformStatus_->prefixToLabelMap();
   if ( !fillTheSpace( pieces ) ) return ReservedValue::reachable;
   Kiv::HashSet2018<PlainLabel> listed;
-  Kiv::HashSet2018<std::uint64_t> seen;
-  auto const& lists = encoderConfig()->xformStatus()->plainLabelListMap()->plainLabelList();
-  for ( auto list = lists.begin(); list; ++list )
-    if ( seen.insert( reinterpret_cast<std::uintptr_t>( list.value()->labels().get() ) ) )
-      for ( PlainLabel const label : list.value()->label() ) listed.insert( label );
+  auto const lists = encoderConfig()->xformStatus()->plainLabelListMap()->labelLists();
+  for ( LabelLists::ListId list = 0; list != lists->listCount(); ++list )
+    lists->forEachLabel( list, [&]( PlainLabel label ) { listed.insert( label ); } );
   for ( auto const& [prefix, label] : pieces )
     if ( !listed.has( label ) ) return ReservedValue::reachable;
   return ReservedValue::unreachable;

@@ -5,40 +5,24 @@
 
 namespace Orvex {
 
-namespace {
-
-std::uint64_t addressOf( PlainLabels const* list ) { return reinterpret_cast<std::uintptr_t>( list ); }
-
-struct KeyedList {
-  GenSetKey key;
-  Kiv::Ptr<PlainLabels const> labels;
-};
-
-}  // namespace
-
-LabelFamily::LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage ) {
-  std::vector<KeyedList> keyed;
-  for ( auto list = lists.plainLabelList().begin(); list; ++list )
-    if ( !list.value()->label().empty() ) keyed.push_back( { list.key(), list.value()->labels() } );
-  std::sort( keyed.begin(), keyed.end(), []( auto const& a, auto const& b ) { return a.key < b.key; } );
-
-  std::vector<PlainLabels const*> distinct;
-  for ( KeyedList const& list : keyed ) {
-    auto const count = usage.refCount().find( list.key );
-    std::uint64_t const users = count ? count->value : 0;
-    if ( auto const known = setOfList_.find( addressOf( list.labels.get() ) ) ) {
-      weights_[*known] += users;
-      continue;
+LabelFamily::LabelFamily( LabelLists const& lists, GenSetUsageInfo const& usage )
+    : setOfList_( lists.listCount(), kNoSet ) {
+  std::vector<LabelLists::ListId> distinct;
+  for ( auto const& [key, list] : lists.entries() ) {
+    if ( lists.intervals( list ).empty() ) continue;
+    if ( setOfList_[list] == kNoSet ) {
+      setOfList_[list] = setCount();
+      weights_.push_back( 0 );
+      distinct.push_back( list );
     }
-    setOfList_.set( addressOf( list.labels.get() ), setCount() );
-    weights_.push_back( users );
-    distinct.push_back( list.labels.get() );
+    auto const count = usage.refCount().find( key );
+    weights_[setOfList_[list]] += count ? count->value : 0;
   }
   std::vector<PlainLabels::Interval> intervals;
-  for ( PlainLabels const* list : distinct )
-    intervals.insert( intervals.end(), list->intervals().begin(), list->intervals().end() );
+  for ( LabelLists::ListId const list : distinct )
+    intervals.insert( intervals.end(), lists.intervals( list ).begin(), lists.intervals( list ).end() );
   numberLabels( std::move( intervals ) );
-  for ( PlainLabels const* list : distinct ) addSet( *list );
+  for ( LabelLists::ListId const list : distinct ) addSet( lists.intervals( list ) );
 }
 
 LabelFamily::LabelFamily( std::uint32_t labelCount, std::vector<std::vector<std::uint32_t>> const& sets,
@@ -66,8 +50,8 @@ void LabelFamily::numberLabels( std::vector<PlainLabels::Interval> intervals ) {
   }
 }
 
-void LabelFamily::addSet( PlainLabels const& list ) {
-  for ( PlainLabels::Interval const& interval : list.intervals() ) {
+void LabelFamily::addSet( std::span<PlainLabels::Interval const> list ) {
+  for ( PlainLabels::Interval const& interval : list ) {
     auto const behind =
         std::upper_bound( runs_.begin(), runs_.end(), interval.first,
                           []( std::uint32_t label, Run const& run ) { return label < run.interval.first; } );
@@ -82,10 +66,6 @@ void LabelFamily::addSet( PlainLabels const& list ) {
 
 std::uint64_t LabelFamily::weight() const {
   return std::accumulate( weights_.begin(), weights_.end(), std::uint64_t{ 0 } );
-}
-
-std::optional<std::uint32_t> LabelFamily::setOf( Kiv::Ptr<PlainLabels const> const& list ) const {
-  return setOfList_.find( addressOf( list.get() ) );
 }
 
 std::vector<PlainLabel> LabelFamily::plainLabels() const {

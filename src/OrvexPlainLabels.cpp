@@ -16,19 +16,6 @@ PlainLabels::PlainLabels( std::span<Interval const> intervals ) {
   for ( Interval const& interval : intervals ) size_ += interval.last - interval.first + std::size_t{ 1 };
 }
 
-PlainLabels::PlainLabels( std::span<PlainLabel const> labels ) : size_( labels.size() ) {
-  for ( std::size_t at = 0; at != labels.size(); ) {
-    std::size_t const begin = at;
-    for ( ++at; at != labels.size() && labels[at].value() == labels[at - 1].value() + 1; ) ++at;
-    Interval const interval{ labels[begin].value(), labels[at - 1].value() };
-    bool const only = begin == 0 && at == labels.size();
-    if ( only )
-      single_ = interval;
-    else
-      several_.push_back( interval );
-  }
-}
-
 bool PlainLabels::operator==( PlainLabels const& other ) const {
   return size_ == other.size_ &&
          std::equal( intervals().begin(), intervals().end(), other.intervals().begin(), other.intervals().end() );

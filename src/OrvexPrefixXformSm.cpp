@@ -11,6 +11,9 @@ namespace {
 
 Kiv::TraceHandle traceHandle( "OrvexPrefixXformSm" );
 
+/// How far ahead to fetch what lies apart from its neighbours: the processor can fetch several at a time.
+constexpr std::size_t kAhead = 8;
+
 Kiv::String traceName( Brae::ChipId chipId, PrefixXformKey key ) {
   Kiv::TextStream text;
   text << "PrefixXformSm(" << chipId << ", " << key.af() << ( key.src() ? ", src" : ", dst" ) << ")::";
@@ -43,7 +46,12 @@ class OrvexPrefixXformSm::DirectSets {
   explicit DirectSets( std::vector<Naming> namings ) {
     std::sort( namings.begin(), namings.end(), isBefore );
     classIds_.reserve( namings.size() );
-    for ( Naming const& naming : namings ) classIds_.push_back( naming.classId );
+    std::size_t prefixes = 0;
+    for ( Naming const& naming : namings ) {
+      if ( &naming == &namings.front() || ( &naming - 1 )->prefix != naming.prefix ) ++prefixes;
+      classIds_.push_back( naming.classId );
+    }
+    pieces_.reserve( prefixes );
     for ( std::size_t at = 0; at != namings.size(); ) {
       Vell::IpGenPrefix const prefix = namings[at].prefix;
       std::size_t const begin = at;
@@ -70,30 +78,52 @@ class OrvexPrefixXformSm::UpdatePrefixSetListCallback : public Vell::TrieGenWalk
   UpdatePrefixSetListCallback( OrvexPrefixXformSm& machine, DirectSets const& directSets,
                                Kiv::Ptr<GenSetKeyClasses const> const& classes )
       : machine_( machine ),
-        next_( directSets.pieces().begin() ),
-        end_( directSets.pieces().end() ),
-        interner_( classes ) {
-    interner_.reserve( directSets.pieces().size() );
+        pieces_( directSets.pieces() ),
+        interner_( classes ),
+        likelyHashSums_( likelyHashSums( pieces_, *classes ) ) {
+    interner_.reserve( pieces_.size() );
   }
 
   bool handlePrefix( Vell::IpGenPrefix const& prefix ) override {
     traceHandle.trace( 8, machine_.traceStr(), "handlePrefix prefix ", prefix );
-    Kiv::fatalUnless( next_ != end_ && next_->prefix == prefix, "setList" );
-    DirectSets::Piece const& piece = *next_++;
-    auto group = groupOf( piece, machine_.trie_->findParent( prefix ) );
+    Kiv::fatalUnless( next_ != pieces_.size() && pieces_[next_].prefix == prefix, "setList" );
+    if ( next_ + kAhead < pieces_.size() )
+      __builtin_prefetch( interner_.searchBegin( likelyHashSums_[next_ + kAhead] ) );
+    DirectSets::Piece const& piece = pieces_[next_];
+    std::uint64_t const likelyHashSum = likelyHashSums_[next_++];
+    auto group = groupOf( piece, machine_.trie_->findParent( prefix ), likelyHashSum );
     machine_.prefixToGenSetGrp_.set( prefix, group );
-    ancestors_.push_back( { prefix, std::move( group ) } );
+    ancestors_.push_back( { prefix, std::move( group ), likelyHashSum } );
     return true;
   }
 
  private:
+  /// The hash sum of each piece's group, right unless a set names a prefix that it already has, or excepts one that it has not.
+  static std::vector<std::uint64_t> likelyHashSums( std::vector<DirectSets::Piece> const& pieces,
+                                                    GenSetKeyClasses const& classes ) {
+    std::vector<std::uint64_t> sums;
+    sums.reserve( pieces.size() );
+    std::vector<std::size_t> ancestors;
+    for ( DirectSets::Piece const& piece : pieces ) {
+      while ( !ancestors.empty() && !pieces[ancestors.back()].prefix.contains( piece.prefix ) ) ancestors.pop_back();
+      std::uint64_t sum = ancestors.empty() ? 0 : sums[ancestors.back()];
+      for ( std::uint32_t const classId : piece.naming ) sum += classes.hashSum( classId );
+      for ( std::uint32_t const classId : piece.excepting ) sum -= classes.hashSum( classId );
+      ancestors.push_back( sums.size() );
+      sums.push_back( sum );
+    }
+    return sums;
+  }
+
   struct Ancestor {
     Vell::IpGenPrefix prefix;
     Kiv::Ptr<GenSetKeyGroup> group;
+    std::uint64_t likelyHashSum;
   };
 
   /// The parent's group without the excepting sets, and with the naming ones. The walk has come down by the parent.
-  Kiv::Ptr<GenSetKeyGroup> groupOf( DirectSets::Piece const& piece, std::optional<Vell::IpGenPrefix> const& parent ) {
+  Kiv::Ptr<GenSetKeyGroup> groupOf( DirectSets::Piece const& piece, std::optional<Vell::IpGenPrefix> const& parent,
+                                    std::uint64_t likelyHashSum ) {
     while ( !ancestors_.empty() && ancestors_.back().prefix != parent ) ancestors_.pop_back();
     if ( !parent ) return interner_.group( piece.naming );
     traceHandle.trace( 8, machine_.traceStr(), "...parent ", *parent );
@@ -106,7 +136,10 @@ class OrvexPrefixXformSm::UpdatePrefixSetListCallback : public Vell::TrieGenWalk
     classIds_.clear();
     std::set_union( kept_.begin(), kept_.end(), piece.naming.begin(), piece.naming.end(),
                     std::back_inserter( classIds_ ) );
-    return interner_.group( classIds_ );
+    bool const likely = kept_.size() + piece.excepting.size() == inherited->classIds().size() &&
+                        classIds_.size() == kept_.size() + piece.naming.size();
+    if ( !likely ) return interner_.group( classIds_ );
+    return interner_.group( classIds_, inherited->hashSum() + likelyHashSum - ancestors_.back().likelyHashSum );
   }
 
   void traceInheritance( DirectSets::Piece const& piece, GenSetKeyGroup const& inherited ) const {
@@ -118,9 +151,10 @@ class OrvexPrefixXformSm::UpdatePrefixSetListCallback : public Vell::TrieGenWalk
   }
 
   OrvexPrefixXformSm& machine_;
-  std::vector<DirectSets::Piece>::const_iterator next_;
-  std::vector<DirectSets::Piece>::const_iterator end_;
+  std::vector<DirectSets::Piece> const& pieces_;
+  std::size_t next_ = 0;
   GenSetKeyGroupInterner interner_;
+  std::vector<std::uint64_t> likelyHashSums_;
   std::vector<Ancestor> ancestors_;
   std::vector<std::uint32_t> kept_;
   std::vector<std::uint32_t> classIds_;
@@ -195,7 +229,10 @@ void OrvexPrefixXformSm::doBuildSetGroup() {
 OrvexPrefixXformSm::DirectSets OrvexPrefixXformSm::doInitSetGroup( ContentClasses<PrefixSet> const& content ) const {
   traceHandle.trace( 8, traceStr(), "doInitSetGroup" );
   std::vector<Naming> namings;
+  namings.reserve( content.sets.size() );
   for ( std::uint32_t classId = 0; classId != content.sets.size(); ++classId ) {
+    if ( classId + kAhead < content.sets.size() && !content.sets[classId + kAhead]->prefix().empty() )
+      __builtin_prefetch( &*content.sets[classId + kAhead]->prefix().begin() );
     for ( auto const& prefix : content.sets[classId]->prefix() ) namings.push_back( { prefix, classId, false } );
     for ( auto const& prefix : content.sets[classId]->exceptPrefix() ) namings.push_back( { prefix, classId, true } );
   }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
-#include <span>
+#include <utility>
 
 #include "Kiv/Trace.h"
 #include "Orvex/OrvexHashIndex.h"
@@ -19,34 +19,42 @@ GenSetKeyGroup const& keyGroupOf( GenSetKeyGroupDeduper::LabelledGroup const& la
   return *keyGroup;
 }
 
-/// The labels of the groups that each class is in, ascending.
-struct LabelsByClass {
-  /// Null without groups.
-  Kiv::Ptr<GenSetKeyClasses const> classes;
-  std::vector<PlainLabel> all;       // class by class
-  std::vector<std::uint32_t> first;  // where each class begins in `all`; one more at the end
-
-  std::span<PlainLabel const> labels( std::uint32_t classId ) const {
-    return std::span( all ).subspan( first[classId], first[classId + 1] - first[classId] );
-  }
-};
-
-LabelsByClass labelsByClass( std::vector<GenSetKeyGroupDeduper::LabelledGroup> const& groups ) {
-  LabelsByClass result;
-  if ( groups.empty() ) return result;
-  result.classes = keyGroupOf( groups.front() ).classes();
-  result.first.resize( result.classes->size() + 1 );
+/// The labels of the groups that each class is in, as the lists of its keys. Groups come in ascending order of their labels,
+/// so that a class's label either continues its last interval or begins one.
+Kiv::Ptr<LabelLists const> labelListsOf( std::vector<GenSetKeyGroupDeduper::LabelledGroup> const& groups ) {
+  if ( groups.empty() ) return nullptr;
+  GenSetKeyClasses const& classes = *keyGroupOf( groups.front() ).classes();
+  constexpr std::uint32_t kNoLabel = ~std::uint32_t{ 0 } - 1;
+  std::vector<std::uint32_t> last( classes.size(), kNoLabel );
+  std::vector<std::uint32_t> first( classes.size() + 1 );
   for ( auto const& labelled : groups ) {
-    Kiv::fatalUnless( keyGroupOf( labelled ).classes() == result.classes,
+    Kiv::fatalUnless( keyGroupOf( labelled ).classes().get() == &classes,
                       "the groups of a computation are made of the same classes" );
-    for ( auto const classId : keyGroupOf( labelled ).classIds() ) ++result.first[classId + 1];
+    std::uint32_t const label = labelled.label.value();
+    for ( auto const classId : keyGroupOf( labelled ).classIds() )
+      if ( std::exchange( last[classId], label ) + 1 != label ) ++first[classId + 1];
   }
-  std::partial_sum( result.first.begin(), result.first.end(), result.first.begin() );
-  result.all.resize( result.first.back() );
-  std::vector<std::uint32_t> next = result.first;
-  for ( auto const& labelled : groups )
-    for ( auto const classId : keyGroupOf( labelled ).classIds() ) result.all[next[classId]++] = labelled.label;
-  return result;
+  std::partial_sum( first.begin(), first.end(), first.begin() );
+
+  std::vector<LabelLists::Interval> intervals( first.back() );
+  std::vector<std::uint32_t> end( first.begin(), first.end() - 1 );
+  for ( auto const& labelled : groups ) {
+    std::uint32_t const label = labelled.label.value();
+    for ( auto const classId : keyGroupOf( labelled ).classIds() ) {
+      std::uint32_t& at = end[classId];
+      if ( at != first[classId] && intervals[at - 1].last + 1 == label )
+        intervals[at - 1].last = label;
+      else
+        intervals[at++] = { label, label };
+    }
+  }
+
+  std::vector<LabelLists::Entry> entries;
+  entries.reserve( classes.keyCount() );
+  for ( std::uint32_t classId = 0; classId != classes.size(); ++classId )
+    if ( first[classId] != first[classId + 1] )
+      for ( GenSetKey const key : classes.keys( classId ) ) entries.push_back( { key, classId } );
+  return Kiv::make<LabelLists>( std::move( entries ), std::move( intervals ), std::move( first ) );
 }
 
 }  // namespace
@@ -94,12 +102,17 @@ Kiv::Ptr<GenSetKeyClasses const> singletonClassesOf( GenSetKeyGroup const& keys 
 }
 
 std::vector<std::uint32_t> firstEqualOf( std::vector<GenSet const*> const& sets ) {
-  constexpr std::size_t kAhead = 8;  // sets lie apart, and the processor can fetch several at a time
+  constexpr std::size_t kAhead = 8;  // sets and slots lie apart, and the processor can fetch several at a time
+  std::vector<std::uint32_t> hashes( sets.size() );
+  for ( std::size_t at = 0; at != sets.size(); ++at ) {
+    if ( at + kAhead < sets.size() ) __builtin_prefetch( sets[at + kAhead] );
+    hashes[at] = sets[at]->hash();
+  }
   std::vector<std::uint32_t> firstEqual( sets.size() );
   HashIndex index( sets.size() );
   for ( std::uint32_t at = 0; at != sets.size(); ++at ) {
-    if ( at + kAhead < sets.size() ) __builtin_prefetch( sets[at + kAhead] );
-    firstEqual[at] = index.findOrAdd( sets[at]->hash(), at, [&]( std::uint32_t first ) {
+    if ( at + kAhead < sets.size() ) __builtin_prefetch( index.searchBegin( hashes[at + kAhead] ) );
+    firstEqual[at] = index.findOrAdd( hashes[at], at, [&]( std::uint32_t first ) {
       return sets[first]->isEqual( Kiv::Ptr<GenSet const>( sets[at] ) );
     } );
   }
@@ -153,21 +166,12 @@ bool XformSmBase::hasWorkingSetChanged() {
   return true;
 }
 
-/// The labels of a class are collected once, in an object that the lists of all its keys share.
+/// The keys of a class share its list.
 void XformSmBase::doUpdatePlainLabelMap() {
   traceHandle.trace( 8, traceStr(), "doUpdatePlainLabelMap" );
   auto const& lists = xformStatus_->plainLabelListMap();
   lists->plainLabelListDelAll();
-  auto const labelsOfClass = labelsByClass( xformSetGroupDeduper_->dedupedGenSetKeyGroup() );
-  if ( !labelsOfClass.classes ) return;
-  GenSetKeyClasses const& classes = *labelsOfClass.classes;
-  lists->plainLabelListReserve( classes.keyCount() );
-  for ( std::uint32_t classId = 0; classId != classes.size(); ++classId ) {
-    auto const labels = labelsOfClass.labels( classId );
-    if ( labels.empty() ) continue;
-    auto const shared = Kiv::make<PlainLabels>( labels );
-    for ( GenSetKey const key : classes.keys( classId ) ) lists->plainLabelListIs( key, shared );
-  }
+  lists->labelListsAre( labelListsOf( xformSetGroupDeduper_->dedupedGenSetKeyGroup() ) );
 }
 
 }  // namespace Orvex

@@ -205,8 +205,8 @@ std::vector<RuleLists> CompileReporter::lists() const {
 
 std::vector<Cost> CompileReporter::setsWithMostLabels( LabelTable const& table ) const {
   std::vector<SetSize> sets;
-  auto const& lists = xformOf( table )->plainLabelListMap()->plainLabelList();
-  for ( auto list = lists.begin(); list; ++list ) sets.push_back( { table, list.key(), list.value()->label().size() } );
+  auto const lists = xformOf( table )->plainLabelListMap()->labelLists();
+  for ( auto const& [key, list] : lists->entries() ) sets.push_back( { table, key, lists->labelCount( list ) } );
   return named( sets );
 }
 

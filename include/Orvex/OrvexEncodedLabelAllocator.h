@@ -106,16 +106,16 @@ class EncodedLabelAllocator : public Kiv::Entity {
   void doAllocateLabels( GenSetKey key, std::uint32_t allocLabelCnt );
   std::vector<EncodedLabelRange> allocateBlocks( std::uint32_t allocLabelCnt );
   std::uint32_t fillBlocks( std::uint32_t range, std::uint32_t labels, std::vector<EncodedLabelRange>& blocks );
-  Kiv::Ptr<PlainLabels const> labelsOf( GenSetKey key ) const;
+  LabelLists::ListId listOf( GenSetKey key ) const;
   void extraLabelCntIs( std::uint32_t count ) { extraLabelCnt_ = count; }
   void extraLabelCntDec( std::uint32_t count ) { extraLabelCnt_ -= count; }
 
   FreeBlocks encLabelBitMap_;
-  Kiv::Ptr<EncoderConfig const> config_;
+  Kiv::Ptr<LabelLists const> lists_;
   Kiv::Ptr<EncoderStatus> encoderStatus_;
   Kiv::Ptr<EncodedLabelAllocStatus> encLabelAllocStatus_;
   /// For lists whose labels all have values: the ranges, for the next set that shares the list. Only looked up.
-  Kiv::HashMap2018<std::uint64_t, Kiv::Ptr<EncodedLabelRangeList>> rangesOfServedList_;
+  Kiv::HashMap2018<LabelLists::ListId, Kiv::Ptr<EncodedLabelRangeList>> rangesOfServedList_;
   std::uint32_t extraLabelCnt_ = 0;
 };
 

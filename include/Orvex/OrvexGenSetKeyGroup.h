@@ -136,6 +136,9 @@ class GenSetKeyGroupInterner {
   /// Makes room for as many different groups.
   void reserve( std::size_t groups );
 
+  /// What looking for a group of this hash sum will read first, to be fetched ahead. The sum may be a guess.
+  void const* searchBegin( std::uint64_t hashSum ) const { return index_.searchBegin( hashSum ); }
+
   /// The group of these classes, which ascend.
   Kiv::Ptr<GenSetKeyGroup> group( std::span<ClassId const> classIds );
   /// With the sum of the classes' hash sums at hand.

@@ -25,6 +25,7 @@
 #include "Orvex/OrvexDedup.h"
 #include "Orvex/OrvexGenSetKeyGroup.h"
 #include "Orvex/OrvexGenSetValues.h"
+#include "Orvex/OrvexLabelLists.h"
 #include "Orvex/OrvexPlainLabels.h"
 #include "Orvex/OrvexSummedSet.h"
 
@@ -195,21 +196,30 @@ class PlainLabelList : public Kiv::Entity {
   Kiv::Ptr<PlainLabels> labels_;
 };
 
+/// The label lists of a transform's sets, by key: arrays as long as nobody asks for one of the objects, which are then all made.
+/// The pipeline itself reads the arrays. Like the objects, for one thread at a time.
 class PlainLabelListMap : public Kiv::Entity {
  public:
-  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> const& plainLabelList() const { return plainLabelList_; }
+  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> const& plainLabelList() const { return objects(); }
   Kiv::Ptr<PlainLabelList> plainLabelListIs( GenSetKey key );
   /// A new list, which shares its labels.
   void plainLabelListIs( GenSetKey key, Kiv::Ptr<PlainLabels> const& labels ) {
-    plainLabelList_.set( key, Kiv::make<PlainLabelList>( key, labels ) );
+    objects().set( key, Kiv::make<PlainLabelList>( key, labels ) );
   }
-  void plainLabelListReserve( std::size_t size ) { plainLabelList_.reserve( size ); }
-  void plainLabelListDel( GenSetKey key ) { plainLabelList_.erase( key ); }
-  void plainLabelListDelAll() { plainLabelList_.clear(); }
-  bool plainLabelListHas( GenSetKey key ) const { return plainLabelList_.has( key ); }
+  void plainLabelListDel( GenSetKey key ) { objects().erase( key ); }
+  void plainLabelListDelAll() { labelListsAre( nullptr ); }
+  bool plainLabelListHas( GenSetKey key ) const { return objects().has( key ); }
+
+  /// All lists as arrays, as they are now. Made anew by each call once there are objects, as those may change.
+  Kiv::Ptr<LabelLists const> labelLists() const;
+  /// Replaces all lists; null for none.
+  void labelListsAre( Kiv::Ptr<LabelLists const> const& lists );
 
  private:
-  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> plainLabelList_;
+  Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>>& objects() const;
+
+  mutable Kiv::Ptr<LabelLists const> lists_;  // null once the objects are what counts
+  mutable Kiv::HashMap2018<GenSetKey, Kiv::Ptr<PlainLabelList>> plainLabelList_;
 };
 
 /// Ternary entries in ascending order. Sets of equal content share one such object.

@@ -15,14 +15,13 @@
 #include <span>
 #include <vector>
 
-#include "Kiv/HashMap2018.h"
 #include "Orvex/OrvexEncoderTypes.h"
 
 namespace Orvex {
 
 class LabelFamily {
  public:
-  LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage );
+  LabelFamily( LabelLists const& lists, GenSetUsageInfo const& usage );
   /// Sets of labels that are numbered from 0, ascending in each set, and the sets' weights.
   LabelFamily( std::uint32_t labelCount, std::vector<std::vector<std::uint32_t>> const& sets,
                std::vector<std::uint64_t> weights );
@@ -39,11 +38,15 @@ class LabelFamily {
   std::uint64_t weight() const;
 
   /// The set of a list; none for a list without labels.
-  std::optional<std::uint32_t> setOf( Kiv::Ptr<PlainLabels const> const& list ) const;
+  std::optional<std::uint32_t> setOf( LabelLists::ListId list ) const {
+    return setOfList_[list] == kNoSet ? std::nullopt : std::optional( setOfList_[list] );
+  }
   /// By label.
   std::vector<PlainLabel> plainLabels() const;
 
  private:
+  static constexpr std::uint32_t kNoSet = ~std::uint32_t{ 0 };
+
   /// Neighbouring plain labels, and the number of the first.
   struct Run {
     PlainLabels::Interval interval;
@@ -51,14 +54,14 @@ class LabelFamily {
   };
 
   void numberLabels( std::vector<PlainLabels::Interval> intervals );
-  void addSet( PlainLabels const& list );
+  void addSet( std::span<PlainLabels::Interval const> list );
 
   std::uint32_t labelCount_ = 0;
   std::vector<Run> runs_;  // ascending
   std::vector<std::uint32_t> starts_{ 0 };
   std::vector<std::uint32_t> labels_;
   std::vector<std::uint64_t> weights_;
-  Kiv::HashMap2018<std::uint64_t, std::uint32_t> setOfList_;  // by address; only looked up
+  std::vector<std::uint32_t> setOfList_;
 };
 
 }  // namespace Orvex

@@ -33,8 +33,6 @@ class PlainLabels : public Kiv::PtrInterface {
 
   PlainLabels() = default;
   explicit PlainLabels( std::span<Interval const> intervals );
-  /// The labels ascend.
-  explicit PlainLabels( std::span<PlainLabel const> labels );
 
   std::span<Interval const> intervals() const noexcept {
     return several_.empty() ? std::span( &single_, size_ == 0 ? 0 : 1 ) : std::span<Interval const>( several_ );

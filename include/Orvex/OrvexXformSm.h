@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Kiv/RadixSort.h"
 #include "Orvex/OrvexDedup.h"
 #include "Orvex/OrvexHwCapability.h"
 #include "Orvex/OrvexStageSm.h"
@@ -117,6 +118,7 @@ Kiv::Ptr<GenSetKeyGroup> keysOf( Kiv::HashMap2018<GenSetKey, Kiv::Ptr<Set>> cons
   std::vector<GenSetKey> keys;
   keys.reserve( sets.size() );
   for ( auto set = sets.begin(); set; ++set ) keys.push_back( set.key() );
+  Kiv::sortByNumber( keys, []( GenSetKey key ) { return key.value(); } );
   return Kiv::make<GenSetKeyGroup>( std::move( keys ) );
 }
 
@@ -139,8 +141,8 @@ template <class Set>
 ContentClasses<Set> contentClassesOf( Kiv::HashMap2018<GenSetKey, Kiv::Ptr<Set>> const& collection ) {
   std::vector<std::pair<GenSetKey, GenSet const*>> byKey;
   byKey.reserve( collection.size() );
-  for ( auto set = collection.begin(); set; ++set ) byKey.emplace_back( set.key(), set.value().get() );
-  std::sort( byKey.begin(), byKey.end() );
+  for ( auto set = collection.begin(); set; ++set ) byKey.emplace_back( set.key(), set.storedValue().get() );
+  Kiv::sortByNumber( byKey, []( auto const& set ) { return set.first.value(); } );
   std::vector<GenSet const*> sets;
   sets.reserve( byKey.size() );
   for ( auto const& [key, set] : byKey ) sets.push_back( set );

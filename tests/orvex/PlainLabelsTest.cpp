@@ -4,6 +4,8 @@
 
 #include <random>
 #include <set>
+#include <sstream>
+#include <string>
 
 #include "Orvex/OrvexGenSetTypes.h"
 
@@ -118,6 +120,40 @@ TEST( PlainLabelList, AChangeIsSeenInNoListThatSharesTheLabels ) {
       }
     }
   }
+}
+
+/// "3:1,2 8:7": the labels of each key, in the order in which they come.
+std::string textOf( LabelLists const& lists ) {
+  std::ostringstream out;
+  for ( auto const& [key, list] : lists.entries() ) {
+    out << ' ' << key.value() << ':';
+    lists.forEachLabel( list, [&]( PlainLabel label ) { out << label.value() << ','; } );
+    EXPECT_EQ( list, lists.find( key ) );
+  }
+  return out.str();
+}
+
+TEST( PlainLabelListMap, ArraysAndObjectsHoldTheSameLists ) {
+  auto const map = Kiv::make<PlainLabelListMap>();
+  map->plainLabelListIs( GenSetKey( 9 ), Kiv::make<PlainLabels>() );
+  map->labelListsAre( Kiv::make<LabelLists>(
+      std::vector<LabelLists::Entry>{ { GenSetKey( 8 ), 2 }, { GenSetKey( 5 ), 0 }, { GenSetKey( 3 ), 0 } },
+      std::vector<LabelLists::Interval>{ { 1, 3 }, { 2, 2 }, { 7, 7 } }, std::vector<std::uint32_t>{ 0, 1, 1, 3 } ) );
+  EXPECT_EQ( " 3:1,2,3, 5:1,2,3, 8:2,7,", textOf( *map->labelLists() ) );
+  auto const list = map->plainLabelList().find( GenSetKey( 5 ) );
+  EXPECT_EQ( list->labels(), map->plainLabelList().find( GenSetKey( 3 ) )->labels() );
+  EXPECT_EQ( " 3:1,2,3, 5:1,2,3, 8:2,7,", textOf( *map->labelLists() ) );
+  EXPECT_EQ( map->labelLists()->find( GenSetKey( 3 ) ), map->labelLists()->find( GenSetKey( 5 ) ) );
+
+  list->labelDel( PlainLabel( 2 ) );
+  map->plainLabelListIs( GenSetKey( 4 ) )->labelIs( PlainLabel( 6 ) );
+  map->plainLabelListDel( GenSetKey( 8 ) );
+  EXPECT_EQ( " 3:1,2,3, 4:6, 5:1,3,", textOf( *map->labelLists() ) );
+  EXPECT_EQ( std::nullopt, map->labelLists()->find( GenSetKey( 8 ) ) );
+
+  map->plainLabelListDelAll();
+  EXPECT_EQ( "", textOf( *map->labelLists() ) );
+  EXPECT_TRUE( map->plainLabelList().empty() );
 }
 
 }  // namespace

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
 #include <vector>
+
+#include "Kiv/RadixSort.h"
 
 namespace {
 
@@ -32,6 +35,23 @@ TEST( PrefixSort, GivesTheOrderOfAComparisonSort ) {
         Vell::sortPrefixes( *prefixes );
         EXPECT_EQ( want, *prefixes ) << size << " with mask " << mask;
       }
+    }
+  }
+}
+
+TEST( RadixSort, SortsByANumberAndKeepsTheOrderOfEqualOnes ) {
+  unsigned const seed = 2;
+  SCOPED_TRACE( testing::Message() << "seed " << seed );
+  std::mt19937_64 random( seed );
+  // One digit, several, all, and none that differs.
+  for ( std::uint64_t const mask : { 0x3FULL, 0x40001000ULL, ~0ULL, 0ULL } ) {
+    for ( std::size_t const size : { 0U, 1U, 1023U, 1024U, 5000U } ) {
+      std::vector<std::pair<std::uint64_t, std::size_t>> members;
+      for ( std::size_t at = 0; at != size; ++at ) members.emplace_back( random() & mask, at );
+      auto want = members;
+      std::sort( want.begin(), want.end() );
+      Kiv::sortByNumber( members, []( auto const& member ) { return member.first; } );
+      EXPECT_EQ( want, members ) << size << " with mask " << mask;
     }
   }
 }

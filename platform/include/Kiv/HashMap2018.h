@@ -162,6 +162,8 @@ class HashMap2018<KeyType, MappedType>::Iterator {
 
   Key key() const { return member().key; }
   Value value() const { return member().value; }
+  /// The value where it lies, until the map changes: a copy of a Ptr writes to the object, which lies elsewhere.
+  Value const& storedValue() const { return member().value; }
   Item operator*() const { return collectionItem( member().key, member().value ); }
 
   Iterator& operator++() {

@@ -5,8 +5,8 @@
 /// A comparison sort of 100,000 prefixes spends its time on branches that it cannot predict: 17 a prefix. Digits need
 /// none.
 ///
-/// An IPv4 prefix fits into one word, its address above its length, and words are sorted by four passes over ten bits
-/// each, from the least significant digit up. An IPv6 prefix does not, and passes over all its bits would cost more
+/// An IPv4 prefix fits into one word, its address above its length, and words are sorted digit by digit
+/// (Kiv/RadixSort.h). An IPv6 prefix does not, and passes over all its bits would cost more
 /// than they save: those are dealt into 256 buckets by their first address byte, each large bucket by its second byte,
 /// and so on; only buckets of a few dozen, or of equal addresses, are left to std::sort, in cache and with few
 /// comparisons.

@@ -4,8 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
 #include <vector>
+
+#include "Kiv/RadixSort.h"
 
 namespace Vell {
 
@@ -14,32 +15,16 @@ namespace {
 /// Below this, dealing costs more than comparing.
 constexpr std::size_t kSmallBucket = 64;
 
-using Words = std::vector<std::uint64_t>;
-
 constexpr unsigned kLengthBits = 6;
-constexpr unsigned kDigitBits = 10;
-constexpr unsigned kDigits = 4;
-constexpr std::size_t kDigitValues = std::size_t{ 1 } << kDigitBits;
-static_assert( kDigits * kDigitBits >= 32 + kLengthBits );
 
-constexpr std::size_t digitOf( std::uint64_t word, unsigned digit ) {
-  return ( word >> ( digit * kDigitBits ) ) & ( kDigitValues - 1 );
-}
+/// Below this, sortFrom() is as fast.
+constexpr std::size_t kManyIpv4 = 1024;
 
-/// Each pass is stable, and moves a digit value's words to where they begin in the whole.
 void sortIpv4( std::span<IpGenPrefix> prefixes ) {
-  Words words( prefixes.size() );
-  std::array<std::array<std::size_t, kDigitValues>, kDigits> begins{};
-  for ( std::size_t at = 0; at != words.size(); ++at ) {
+  std::vector<std::uint64_t> words( prefixes.size() );
+  for ( std::size_t at = 0; at != words.size(); ++at )
     words[at] = std::uint64_t{ prefixes[at].ipv4Address() } << kLengthBits | prefixes[at].length();
-    for ( unsigned digit = 0; digit != kDigits; ++digit ) ++begins[digit][digitOf( words[at], digit )];
-  }
-  Words dealt( words.size() );
-  for ( unsigned digit = 0; digit != kDigits; ++digit ) {
-    std::exclusive_scan( begins[digit].begin(), begins[digit].end(), begins[digit].begin(), std::size_t{ 0 } );
-    for ( std::uint64_t const word : words ) dealt[begins[digit][digitOf( word, digit )]++] = word;
-    words.swap( dealt );
-  }
+  Kiv::sortByNumber( words, []( std::uint64_t word ) { return word; } );
   for ( std::size_t at = 0; at != words.size(); ++at )
     prefixes[at] = IpGenPrefix( static_cast<std::uint32_t>( words[at] >> kLengthBits ),
                                 static_cast<std::uint32_t>( words[at] % ( 1U << kLengthBits ) ) );
@@ -74,7 +59,7 @@ void sortFrom( std::uint32_t byte, std::span<IpGenPrefix> prefixes, std::span<Ip
 }  // namespace
 
 void sortPrefixes( std::span<IpGenPrefix> prefixes ) {
-  if ( prefixes.size() > kDigitValues && prefixes.front().af() == AddressFamily::ipv4 ) {
+  if ( prefixes.size() > kManyIpv4 && prefixes.front().af() == AddressFamily::ipv4 ) {
     sortIpv4( prefixes );
     return;
   }
