@@ -48,11 +48,11 @@ class Rounding {
       : tree_( tree ),
         space_( std::uint64_t{ 1 } << widthBits ),
         order_( tree.bottomUp() ),
-        ownValues_( tree.nodeCount(), 0 ),
+        leastValues_( tree.nodeCount(), 0 ),
         values_( tree.nodeCount() ),
         rounded_( tree.nodeCount() ) {
-    for ( std::uint32_t label = 0; label != tree.labelCount(); ++label ) ++ownValues_[tree.parentOfLabel( label )];
-    ownValues_[BlockTree::kRoot] += reservedLabels;
+    for ( std::uint32_t label = 0; label != tree.labelCount(); ++label ) ++leastValues_[tree.parentOfLabel( label )];
+    leastValues_[BlockTree::kRoot] += reservedLabels;
     if ( !fits( 0, 0, order_.size() ) ) giveUpRoundings();
     spendRest();
   }
@@ -65,8 +65,8 @@ class Rounding {
  private:
   /// Rounds the first nodes of the order at the low price, and the others at the high one.
   bool fits( int lowStep, int highStep, std::size_t lowNodes ) {
-    values_ = ownValues_;
-    for ( std::size_t at = 0; at != order_.size(); ++at ) {
+    values_ = leastValues_;
+    for ( std::size_t at = settledNodes_; at != order_.size(); ++at ) {
       std::uint32_t const node = order_[at];
       rounded_[node] = cheapest( node, priceOf( at < lowNodes ? lowStep : highStep ) );
       values_[tree_.parent( node )] += rounded_[node];
@@ -84,8 +84,9 @@ class Rounding {
     for ( std::uint64_t next = values; !isOneBlock( next ); ) {
       blocks -= lowestRun( next ) - 1;
       next = roundedUp( next );
-      if ( next > space_ ) break;
-      std::uint64_t const cost = weight * blocks + price * ( next - values );
+      std::uint64_t const waste = price * ( next - values );
+      if ( next > space_ || weight + waste >= bestCost ) break;
+      std::uint64_t const cost = weight * blocks + waste;
       if ( cost >= bestCost ) continue;
       best = next;
       bestCost = cost;
@@ -96,7 +97,8 @@ class Rounding {
   /// The lowest price at which all fits. Of few nodes each matters, and a second way is tried: all roundings for the smaller
   /// nodes, and none for the larger.
   void giveUpRoundings() {
-    std::stable_sort( order_.begin(), order_.end(),
+    settleSingleValues();
+    std::stable_sort( order_.begin() + static_cast<std::ptrdiff_t>( settledNodes_ ), order_.end(),
                       [this]( std::uint32_t a, std::uint32_t b ) { return rounded_[a] < rounded_[b]; } );
     int low = 0;
     int high = kPriceSteps;
@@ -114,6 +116,15 @@ class Rounding {
     std::uint64_t const cost = weightedBlocks();
     KIV_CHECK( fits( low, high, cheapNodes ) );
     if ( cost < weightedBlocks() ) fits( 0, kPriceSteps, freeNodes );
+  }
+
+  /// Nodes that have one value whatever the price, often most of all, go to the front, where no price is tried on them.
+  void settleSingleValues() {
+    auto const behind = std::stable_partition( order_.begin(), order_.end(),
+                                               [this]( std::uint32_t node ) { return rounded_[node] <= 1; } );
+    settledNodes_ = static_cast<std::size_t>( behind - order_.begin() );
+    for ( std::size_t at = 0; at != settledNodes_; ++at )
+      leastValues_[tree_.parent( order_[at] )] += rounded_[order_[at]];
   }
 
   /// How many nodes can have the low price when the others have the high one, roughly.
@@ -155,7 +166,8 @@ class Rounding {
   BlockTree const& tree_;
   std::uint64_t space_;
   std::vector<std::uint32_t> order_;
-  std::vector<std::uint64_t> ownValues_;
+  std::size_t settledNodes_ = 0;            // the first of the order
+  std::vector<std::uint64_t> leastValues_;  // own labels, and settled nodes
   std::vector<std::uint64_t> values_;
   std::vector<std::uint64_t> rounded_;
 };

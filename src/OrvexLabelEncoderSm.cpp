@@ -5,6 +5,7 @@
 #include "Kiv/Instantiate.h"
 #include "Kiv/Trace.h"
 #include "Orvex/OrvexByteHash.h"
+#include "Orvex/OrvexEntryMerging.h"
 #include "Orvex/OrvexLabelMerger.h"
 
 namespace Orvex {
@@ -156,8 +157,11 @@ bool LabelEncoderSm::takesFewerEntries( EncodedLabelAllocStatus const& costOrder
 
 /// The sum over all sets, or, once that is reached, a number that is not below the limit.
 std::uint64_t LabelEncoderSm::weightedEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const {
+  // Counting a short list is cheaper than looking up whether that has been done for another set.
+  constexpr std::size_t kShortList = 16;
   std::uint64_t sum = 0;
   Kiv::HashMap2018<std::uint64_t, std::uint64_t> entriesOfRanges;
+  EntryMerging merging( encodeBitWidth_ );
   for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges && sum < limit; ++ranges ) {
     std::uint64_t const users = usersOf( ranges.key() );
     if ( users == 0 ) continue;
@@ -165,14 +169,14 @@ std::uint64_t LabelEncoderSm::weightedEntries( EncodedLabelAllocStatus const& al
       sum += users;
       continue;
     }
-    auto known = entriesOfRanges.find( addressOf( ranges.value() ) );
+    bool const isShort = ranges.value()->encLabelRange().size() <= kShortList;
+    std::uint64_t const address = addressOf( ranges.value() );
+    auto known = isShort ? std::nullopt : entriesOfRanges.find( address );
     if ( !known ) {
-      auto const entries = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
-      auto const merged = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
-      addEntries( *ranges.value(), encodeBitWidth_, entries );
-      labelMergerFactory( encodeBitWidth_, entries, merged );
-      known = merged->encLabelAndMask().size();
-      entriesOfRanges.set( addressOf( ranges.value() ), *known );
+      for ( EncodedLabelRange const& range : ranges.value()->encLabelRange() )
+        merging.rangeIs( range.start, range.end );
+      known = merging.merged().size();
+      if ( !isShort ) entriesOfRanges.set( address, *known );
     }
     sum += users * *known;
   }

@@ -3,41 +3,53 @@
 #include <algorithm>
 #include <numeric>
 
+#include "Kiv/HashMap2018.h"
+
 namespace Orvex {
 
 namespace {
 
-std::uint64_t addressOf( PlainLabels const* list ) { return reinterpret_cast<std::uintptr_t>( list ); }
-
-struct KeyedList {
+struct KeyedLabels {
   GenSetKey key;
-  Kiv::Ptr<PlainLabels const> labels;
+  PlainLabels const* labels;
 };
 
 }  // namespace
 
 LabelFamily::LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage ) {
-  std::vector<KeyedList> keyed;
+  std::vector<KeyedLabels> keyed;
+  keyed.reserve( lists.plainLabelList().size() );
   for ( auto list = lists.plainLabelList().begin(); list; ++list )
-    if ( !list.value()->label().empty() ) keyed.push_back( { list.key(), list.value()->labels() } );
+    keyed.push_back( { list.key(), list.value()->labels().get() } );
   std::sort( keyed.begin(), keyed.end(), []( auto const& a, auto const& b ) { return a.key < b.key; } );
 
+  Kiv::HashMap2018<std::uint64_t, std::uint32_t> setOfLabels;  // by address; only looked up
+  setOfLabels.reserve( keyed.size() );
+  lists_.reserve( keyed.size() );
   std::vector<PlainLabels const*> distinct;
-  for ( KeyedList const& list : keyed ) {
-    auto const count = usage.refCount().find( list.key );
-    std::uint64_t const users = count ? count->value : 0;
-    if ( auto const known = setOfList_.find( addressOf( list.labels.get() ) ) ) {
-      weights_[*known] += users;
+  for ( KeyedLabels const& list : keyed ) {
+    if ( list.labels->empty() ) {
+      lists_.push_back( { list.key, kNoSet } );
       continue;
     }
-    setOfList_.set( addressOf( list.labels.get() ), setCount() );
-    weights_.push_back( users );
-    distinct.push_back( list.labels.get() );
+    auto const address = std::uint64_t{ reinterpret_cast<std::uintptr_t>( list.labels ) };
+    auto const known = setOfLabels.find( address );
+    std::uint32_t const set = known ? *known : setCount();
+    if ( !known ) {
+      setOfLabels.set( address, set );
+      weights_.push_back( 0 );
+      distinct.push_back( list.labels );
+    }
+    auto const count = usage.refCount().find( list.key );
+    weights_[set] += count ? count->value : 0;
+    lists_.push_back( { list.key, set } );
   }
   std::vector<PlainLabels::Interval> intervals;
+  intervals.reserve( distinct.size() );
   for ( PlainLabels const* list : distinct )
     intervals.insert( intervals.end(), list->intervals().begin(), list->intervals().end() );
   numberLabels( std::move( intervals ) );
+  starts_.reserve( distinct.size() + 1 );
   for ( PlainLabels const* list : distinct ) addSet( *list );
 }
 
@@ -82,10 +94,6 @@ void LabelFamily::addSet( PlainLabels const& list ) {
 
 std::uint64_t LabelFamily::weight() const {
   return std::accumulate( weights_.begin(), weights_.end(), std::uint64_t{ 0 } );
-}
-
-std::optional<std::uint32_t> LabelFamily::setOf( Kiv::Ptr<PlainLabels const> const& list ) const {
-  return setOfList_.find( addressOf( list.get() ) );
 }
 
 std::vector<PlainLabel> LabelFamily::plainLabels() const {

@@ -8,8 +8,7 @@ namespace Orvex {
 void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, ReservedValue kind,
                      EncoderConfig const& config, GenSetUsageInfo const& usage, EncoderStatus& encoderStatus,
                      EncodedLabelAllocStatus& allocStatus ) {
-  PlainLabelListMap const& lists = *config.xformStatus()->plainLabelListMap();
-  LabelFamily const family( lists, usage );
+  LabelFamily const family( *config.xformStatus()->plainLabelListMap(), usage );
   std::uint32_t const size = std::uint32_t{ 1 } << bitWidth;
   if ( family.labelCount() > size - 1 ) {
     allocStatus.statusIs( StageStatusType::finishedFailed );
@@ -29,11 +28,9 @@ void allocateNested( std::uint32_t bitWidth, EncodedLabel reservedLabel, Reserve
   ranges.reserve( family.setCount() );
   for ( auto& blocks : placed.blocks ) ranges.push_back( Kiv::make<EncodedLabelRangeList>( std::move( blocks ) ) );
   auto const noRanges = Kiv::make<EncodedLabelRangeList>();
-  allocStatus.keyToEncLabelListReserve( lists.plainLabelList().size() );
-  for ( auto list = lists.plainLabelList().begin(); list; ++list ) {
-    auto const set = family.setOf( list.value()->labels() );
-    allocStatus.keyToEncLabelListIs( list.key(), set ? ranges[*set] : noRanges );
-  }
+  allocStatus.keyToEncLabelListReserve( family.lists().size() );
+  for ( LabelFamily::List const& list : family.lists() )
+    allocStatus.keyToEncLabelListIs( list.key, list.set == LabelFamily::kNoSet ? noRanges : ranges[list.set] );
   allocStatus.statusIs( StageStatusType::finishedSuccess );
 }
 

@@ -11,17 +11,23 @@
 /// Cost: the labels of the sets, once.
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
-#include "Kiv/HashMap2018.h"
 #include "Orvex/OrvexEncoderTypes.h"
 
 namespace Orvex {
 
 class LabelFamily {
  public:
+  /// Of a list without labels.
+  static constexpr std::uint32_t kNoSet = ~std::uint32_t{ 0 };
+
+  struct List {
+    GenSetKey key;
+    std::uint32_t set;
+  };
+
   LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage );
   /// Sets of labels that are numbered from 0, ascending in each set, and the sets' weights.
   LabelFamily( std::uint32_t labelCount, std::vector<std::vector<std::uint32_t>> const& sets,
@@ -38,8 +44,8 @@ class LabelFamily {
   /// Of all sets.
   std::uint64_t weight() const;
 
-  /// The set of a list; none for a list without labels.
-  std::optional<std::uint32_t> setOf( Kiv::Ptr<PlainLabels const> const& list ) const;
+  /// Ascending by key.
+  std::span<List const> lists() const { return lists_; }
   /// By label.
   std::vector<PlainLabel> plainLabels() const;
 
@@ -58,7 +64,7 @@ class LabelFamily {
   std::vector<std::uint32_t> starts_{ 0 };
   std::vector<std::uint32_t> labels_;
   std::vector<std::uint64_t> weights_;
-  Kiv::HashMap2018<std::uint64_t, std::uint32_t> setOfList_;  // by address; only looked up
+  std::vector<List> lists_;
 };
 
 }  // namespace Orvex
