@@ -177,6 +177,7 @@ class Layout {
  public:
   Layout( BlockTree const& tree, Rounding const& rounding, std::uint32_t labels )
       : lists_( tree.nodeCount(), kNone ), labels_( labels ) {
+    buckets_.fill( kNone );
     blocks_.reserve( 2 * std::size_t{ labels } );
     for ( std::uint32_t label = 0; label != labels; ++label ) blocks_.push_back( { kNone, kNone, kNone, 0 } );
     for ( std::uint32_t label = labels; label-- != 0; )
@@ -184,8 +185,9 @@ class Layout {
     for ( std::uint32_t const node : rounding.order() ) {
       takeBlocks( node );
       addFillers( rounding.rounded( node ) - rounding.values( node ) );
-      for ( std::uint32_t height = 0; height != kMaxWidth; ++height ) pairUp( height );
-      for ( std::uint32_t height = 0; height <= kMaxWidth; ++height ) giveTo( tree.parent( node ), height );
+      for ( std::uint32_t height = lowestHeight(); height < kMaxWidth && heights_ >> height != 0; ++height )
+        pairUp( height );
+      while ( heights_ != 0 ) append( tree.parent( node ), take( lowestHeight() ) );
     }
   }
 
@@ -219,16 +221,19 @@ class Layout {
     std::uint32_t& bucket = buckets_[blocks_[block].height];
     blocks_[block].next = bucket;
     bucket = block;
+    heights_ |= std::uint32_t{ 1 } << blocks_[block].height;
   }
+
+  std::uint32_t lowestHeight() const { return static_cast<std::uint32_t>( std::countr_zero( heights_ ) ); }
 
   std::uint32_t take( std::uint32_t height ) {
     std::uint32_t const block = buckets_[height];
     buckets_[height] = blocks_[block].next;
+    if ( buckets_[height] == kNone ) heights_ &= ~( std::uint32_t{ 1 } << height );
     return block;
   }
 
   void takeBlocks( std::uint32_t node ) {
-    buckets_.fill( kNone );
     for ( std::uint32_t block = lists_[node]; block != kNone; ) {
       std::uint32_t const next = blocks_[block].next;
       put( block );
@@ -255,10 +260,6 @@ class Layout {
     }
   }
 
-  void giveTo( std::uint32_t parent, std::uint32_t height ) {
-    while ( buckets_[height] != kNone ) append( parent, take( height ) );
-  }
-
   void place( std::uint32_t block, std::uint32_t start, std::vector<std::uint16_t>& values ) const {
     Block const& here = blocks_[block];
     if ( block < labels_ ) values[block] = static_cast<std::uint16_t>( start );
@@ -270,7 +271,8 @@ class Layout {
   std::vector<std::uint32_t> lists_;  // by node
   std::uint32_t labels_;              // the first blocks are labels
   std::vector<Block> blocks_;
-  std::array<std::uint32_t, kMaxWidth + 1> buckets_{};  // by height
+  std::array<std::uint32_t, kMaxWidth + 1> buckets_;  // by height; all empty between two nodes
+  std::uint32_t heights_ = 0;                         // a bit for each bucket that is not empty
 };
 
 std::uint16_t leastFree( std::vector<std::uint16_t> const& values, std::uint32_t widthBits ) {

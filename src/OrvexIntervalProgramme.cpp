@@ -129,18 +129,21 @@ class IntervalProgramme {
     std::uint32_t const cuts = last - first;
     std::uint64_t const* const savedLeft = saved_.from( first );
     std::uint64_t const* const savedRight = saved_.to( first + 1, last );
-    std::uint64_t most = 0;
-    for ( std::uint32_t at = 0; at != cuts; ++at ) most = std::max( most, savedLeft[at] + savedRight[at] );
     std::uint64_t const* const sizeLeft = sizes_.from( first );
     std::uint64_t const* const sizeRight = sizes_.to( first + 1, last );
+    std::uint64_t most = 0;
     std::uint64_t least = ~std::uint64_t{ 0 };
+    std::uint32_t best = 0;
     for ( std::uint32_t at = 0; at != cuts; ++at ) {
-      if ( savedLeft[at] + savedRight[at] != most ) continue;
+      std::uint64_t const saved = savedLeft[at] + savedRight[at];
+      if ( saved < most ) continue;
       std::uint64_t const size = joinedSize( sizeLeft[at], sizeRight[at] );
-      if ( size >= least ) continue;
+      if ( saved == most && size >= least ) continue;
+      most = saved;
       least = size;
-      cuts_.at( first, last ) = first + 1 + at;
+      best = at;
     }
+    cuts_.at( first, last ) = first + 1 + best;
     saved_.set( first, last, most + weight( first, last ) );
     sizes_.set( first, last, least );
   }
