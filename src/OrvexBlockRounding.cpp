@@ -24,6 +24,10 @@ constexpr std::size_t kFewNodes = 8192;
 constexpr std::size_t kWaysOfMany = 4;
 constexpr std::size_t kWaysOfFew = 8;
 constexpr std::size_t kMostWays = kWaysOfFew;
+/// Of many, a lower price is tried where what is left could save more than this part of the cost, and a higher one where it is
+/// so much that nearly nothing can have fitted at this one.
+constexpr std::uint64_t kPartBelow = 16;
+constexpr std::uint64_t kPartAbove = 4;
 
 std::uint64_t priceOf( int step ) {
   return ( ( std::uint64_t{ kDoubling } + static_cast<std::uint64_t>( step % kDoubling ) ) << ( step / kDoubling ) ) /
@@ -134,8 +138,10 @@ class PricedWays {
       roundWays( place, price );
       joinWays( place, price );
     }
-    return bestOfRoot().cost;
+    return cost();
   }
+  std::uint64_t cost() const { return bestOfRoot().cost; }
+  std::uint64_t spareValues() const { return space_ - bestOfRoot().values; }
 
   /// What each node takes on the best way that fits at the last price.
   void putInto( std::vector<std::uint64_t>& rounded ) const {
@@ -279,22 +285,26 @@ void BlockRounding::giveUpRoundings( std::uint64_t spareValues ) {
   bool const areFew = open.size() <= kFewNodes;
   int step = fittingStep( spareValues );
   PricedWays ways( tree_, open, leastValues_, space_, areFew ? kWaysOfFew : kWaysOfMany );
-  std::uint64_t cost = ways.costAt( priceOf( step ) );
-  ways.putInto( rounded_ );
+  std::uint64_t cost = ~std::uint64_t{ 0 };
+  std::uint64_t left = 0;
   auto const isBetter = [&]( int next ) {
-    if ( next < 0 || next > kPriceSteps ) return false;
-    std::uint64_t const nextCost = ways.costAt( priceOf( next ) );
-    if ( nextCost >= cost ) return false;
-    cost = nextCost;
+    if ( next < 0 || next > kPriceSteps || ways.costAt( priceOf( next ) ) >= cost ) return false;
     step = next;
+    cost = ways.cost();
+    left = ways.spareValues();
     ways.putInto( rounded_ );
     return true;
   };
+  // Of many nodes, no other price is tried where what is left could save but a small part of the cost.
+  auto const isWorthTrying = [&]( std::uint64_t part ) {
+    return areFew || priceOf( step ) * left > ( cost << kPriceFraction ) / part;
+  };
+  isBetter( step );
   for ( int const stride : { kCoarseSteps, 1 } ) {
     if ( stride == 1 && !areFew ) break;
-    int const direction = isBetter( step - stride ) ? -stride : stride;
-    while ( isBetter( step + direction ) ) {
-    }
+    int const before = step;
+    while ( isWorthTrying( kPartBelow ) && isBetter( step - stride ) ) continue;
+    while ( step >= before && isWorthTrying( kPartAbove ) && isBetter( step + stride ) ) continue;
   }
   values_ = leastValues_;
   for ( std::uint32_t const node : open ) values_[tree_.parent( node )] += rounded_[node];

@@ -49,6 +49,15 @@ void EntryMerging::mergeFrom( std::size_t first ) {
   }
   std::uint32_t const bits = differingBits( first );
   auto const bit = static_cast<std::uint16_t>( bits & ( ~bits + 1 ) );
+  if ( end - first == 2 ) {
+    Entry const x = groups_[first];
+    Entry const y = groups_[first + 1];
+    if ( bits == bit && x.mask == y.mask )
+      merged_.push_back( without( x, bit ) );
+    else
+      merged_.insert( merged_.end(), { x, y } );
+    return;
+  }
   traceHandle.trace( 8, "bit: ", bit, ", entries: ", end - first );
   addWithAny( first, end, bit );
   mergeFrom( end );
