@@ -59,9 +59,10 @@ void EntryMerging::mergeFrom( std::size_t first ) {
     return;
   }
   traceHandle.trace( 8, "bit: ", bit, ", entries: ", end - first );
-  addWithAny( first, end, bit );
+  bool const areAll = addWithAny( first, end, bit );
   mergeFrom( end );
   groups_.resize( end );
+  if ( areAll ) return;
   for ( std::uint16_t const value : { bit, std::uint16_t{ 0 } } ) {
     addWithOne( first, end, bit, value );
     mergeFrom( end );
@@ -77,8 +78,8 @@ std::uint32_t EntryMerging::differingBits( std::size_t first ) const {
   return bits;
 }
 
-/// Those that have any value of the bit, and those that are left with both.
-void EntryMerging::addWithAny( std::size_t first, std::size_t end, std::uint16_t bit ) {
+/// Those that have any value of the bit, and those that are left with both. True when that is all of them.
+bool EntryMerging::addWithAny( std::size_t first, std::size_t end, std::uint16_t bit ) {
   for ( std::size_t at = first; at != end; ++at )
     if ( ( groups_[at].mask & bit ) == 0 ) groups_.push_back( groups_[at] );
   std::size_t const pairs = groups_.size();
@@ -91,10 +92,12 @@ void EntryMerging::addWithAny( std::size_t first, std::size_t end, std::uint16_t
     if ( x <= y ) zero = nextWith( groups_, zero + 1, end, bit, 0 );
     if ( y <= x ) one = nextWith( groups_, one + 1, end, bit, bit );
   }
-  if ( pairs == end || pairs == groups_.size() ) return;
+  bool const areAll = ( pairs - end ) + 2 * ( groups_.size() - pairs ) == end - first;
+  if ( pairs == end || pairs == groups_.size() ) return areAll;
   auto const begin = groups_.begin() + static_cast<std::ptrdiff_t>( end );
   std::inplace_merge( begin, groups_.begin() + static_cast<std::ptrdiff_t>( pairs ), groups_.end() );
   groups_.erase( std::unique( begin, groups_.end() ), groups_.end() );
+  return areAll;
 }
 
 /// Those that have this value of the bit, and are not left with the other one.

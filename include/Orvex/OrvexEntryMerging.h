@@ -47,7 +47,7 @@ class EntryMerging {
  private:
   void mergeFrom( std::size_t first );
   std::uint32_t differingBits( std::size_t first ) const;
-  void addWithAny( std::size_t first, std::size_t end, std::uint16_t bit );
+  bool addWithAny( std::size_t first, std::size_t end, std::uint16_t bit );
   void addWithOne( std::size_t first, std::size_t end, std::uint16_t bit, std::uint16_t value );
 
   std::uint32_t full_;
