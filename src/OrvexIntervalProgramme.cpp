@@ -137,15 +137,15 @@ class IntervalProgramme {
     for ( std::uint32_t at = 0; at != cuts; ++at ) {
       std::uint64_t const saved = savedLeft[at] + savedRight[at];
       if ( saved < most ) continue;
-      std::uint64_t const size = joinedSize( sizeLeft[at], sizeRight[at] );
-      if ( saved == most && size >= least ) continue;
+      std::uint64_t const larger = std::max( sizeLeft[at], sizeRight[at] );
+      if ( saved == most && larger >= least ) continue;
       most = saved;
-      least = size;
+      least = larger;
       best = at;
     }
     cuts_.at( first, last ) = first + 1 + best;
     saved_.set( first, last, most + weight( first, last ) );
-    sizes_.set( first, last, least );
+    sizes_.set( first, last, joinedSize( least, least ) );
   }
 
   /// The best way to divide all parts into blocks, each of which some set fills, or which is a part by itself.
