@@ -113,8 +113,8 @@ class Layout {
   std::vector<std::uint32_t> lists_;  // by node
   std::uint32_t labels_;              // the first blocks are labels
   std::vector<Block> blocks_;
-  std::array<std::uint32_t, kMaxWidth + 1> buckets_;  // by height; all empty between two nodes
-  std::uint32_t heights_ = 0;                         // a bit for each bucket that is not empty
+  std::array<std::uint32_t, kMaxWidth + 1> buckets_{};  // by height; all empty between two nodes
+  std::uint32_t heights_ = 0;                           // a bit for each bucket that is not empty
 };
 
 std::uint16_t leastFree( std::vector<std::uint16_t> const& values, std::uint32_t widthBits ) {

@@ -80,14 +80,13 @@ class BestWays {
   /// So many: the one with the fewest values, and those that cost least with their values.
   void keep( std::size_t most, std::uint64_t price ) {
     if ( count_ <= most ) return;
-    std::array<std::uint64_t, kMost> costs;
     for ( std::size_t at = 1; at != count_; ++at )
-      costs[at] = ( ways_[at].cost << kPriceFraction ) + price * ways_[at].values;
+      costs_[at] = ( ways_[at].cost << kPriceFraction ) + price * ways_[at].values;
     while ( count_ > most ) {
       std::size_t worst = 1;
       for ( std::size_t at = 2; at != count_; ++at )
-        if ( costs[at] >= costs[worst] ) worst = at;
-      for ( std::size_t at = worst + 1; at != count_; ++at ) costs[at - 1] = costs[at];
+        if ( costs_[at] >= costs_[worst] ) worst = at;
+      for ( std::size_t at = worst + 1; at != count_; ++at ) costs_[at - 1] = costs_[at];
       erase( worst, worst + 1 );
     }
   }
@@ -102,6 +101,7 @@ class BestWays {
   }
 
   std::array<Way, kMost> ways_;
+  std::array<std::uint64_t, kMost> costs_{};  // with the price of the values
   std::size_t count_ = 0;
 };
 

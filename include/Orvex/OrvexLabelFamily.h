@@ -25,7 +25,7 @@ class LabelFamily {
 
   struct List {
     GenSetKey key;
-    std::uint32_t set;
+    std::uint32_t set = kNoSet;
   };
 
   LabelFamily( PlainLabelListMap const& lists, GenSetUsageInfo const& usage );
