@@ -254,11 +254,13 @@ BlockRounding::BlockRounding( BlockTree const& tree, std::uint32_t widthBits, st
   if ( !allFit() ) giveUpRoundings( space_ - tree.labelCount() - reservedLabels );
 }
 
-/// When each node is one block.
+/// When each node is one block. What does not fit by itself stays as it is: in a long chain of nodes, blocks would double each
+/// time, without end.
 bool BlockRounding::allFit() {
   values_ = leastValues_;
   for ( std::uint32_t const node : order_ ) {
-    rounded_[node] = tree_.weight( node ) == 0 ? values_[node] : std::bit_ceil( values_[node] );
+    bool const isRounded = tree_.weight( node ) != 0 && values_[node] <= space_;
+    rounded_[node] = isRounded ? std::bit_ceil( values_[node] ) : values_[node];
     values_[tree_.parent( node )] += rounded_[node];
   }
   return values_[BlockTree::kRoot] <= space_;
