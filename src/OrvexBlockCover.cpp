@@ -18,23 +18,30 @@ std::vector<EncodedLabelRange> BlockCover::blocksOf( std::span<std::uint16_t> va
   std::uint32_t const within = ( std::uint32_t{ 1 } << std::bit_width( std::uint32_t{ *least } ^ *greatest ) ) - 1;
   std::uint32_t const first = *least & ~within;
   std::uint32_t const last = first | within;
-  if ( takenCount( first, last ) != values.size() ) std::sort( values.begin(), values.end() );
-  addBlocks( first, last, values, blocks );
+  if ( takenCount( first, last ) == values.size() ) {
+    blocks.push_back( { static_cast<std::uint16_t>( first ), static_cast<std::uint16_t>( last ) } );
+    return blocks;
+  }
+  std::sort( values.begin(), values.end() );
+  for ( std::size_t at = 0; at != values.size(); ) {
+    EncodedLabelRange const block = largestBlock( values, at );
+    blocks.push_back( block );
+    at += takenCount( block.start, block.end );
+  }
   return blocks;
 }
 
-void BlockCover::addBlocks( std::uint32_t first, std::uint32_t last, std::span<std::uint16_t const> values,
-                            std::vector<EncodedLabelRange>& blocks ) const {
-  if ( values.empty() ) return;
-  if ( takenCount( first, last ) == values.size() ) {
-    blocks.push_back( { static_cast<std::uint16_t>( first ), static_cast<std::uint16_t>( last ) } );
-    return;
+/// The largest good block in which the value is the set's first one.
+EncodedLabelRange BlockCover::largestBlock( std::span<std::uint16_t const> values, std::size_t at ) const {
+  EncodedLabelRange best{ values[at], values[at] };
+  for ( std::uint32_t within = 1;; within = 2 * within + 1 ) {
+    std::uint32_t const first = values[at] & ~within;
+    std::uint32_t const last = first | within;
+    if ( last + 1 >= takenBelow_.size() || ( at != 0 && values[at - 1] >= first ) ) return best;
+    std::size_t const end = at + takenCount( first, last );
+    if ( end > values.size() || values[end - 1] > last ) return best;
+    best = { static_cast<std::uint16_t>( first ), static_cast<std::uint16_t>( last ) };
   }
-  std::uint32_t const middle = first + ( last - first ) / 2;
-  auto const upper =
-      static_cast<std::size_t>( std::upper_bound( values.begin(), values.end(), middle ) - values.begin() );
-  addBlocks( first, middle, values.first( upper ), blocks );
-  addBlocks( middle + 1, last, values.subspan( upper ), blocks );
 }
 
 }  // namespace Orvex

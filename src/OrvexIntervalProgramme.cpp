@@ -26,41 +26,61 @@ std::vector<Interval> intervalsOf( CrossingSets const& sets ) {
   return intervals;
 }
 
-/// A number for each span of parts, such that those with the same beginning stand side by side, and those with the same end.
+/// The parts of the longest.
+std::uint32_t longest( std::vector<Interval> const& intervals ) {
+  std::uint32_t parts = 1;
+  for ( Interval const& interval : intervals ) parts = std::max( parts, interval.parts );
+  return parts;
+}
+
+/// A number for each span of so many parts at most.
+template <class Number>
 class SpanTable {
  public:
-  explicit SpanTable( std::uint32_t parts )
-      : parts_( parts ), byFirst_( std::size_t{ parts } * parts, 0 ), byLast_( std::size_t{ parts } * parts, 0 ) {}
+  SpanTable( std::uint32_t parts, std::uint32_t longest )
+      : longest_( longest ), numbers_( std::size_t{ parts } * longest, 0 ) {}
 
-  std::uint64_t at( std::uint32_t first, std::uint32_t last ) const { return from( first )[last]; }
-  /// By the span's last part.
-  std::uint64_t const* from( std::uint32_t first ) const { return &byFirst_[std::size_t{ first } * parts_]; }
-  /// By the span's first part.
-  std::uint64_t const* to( std::uint32_t last ) const { return &byLast_[std::size_t{ last } * parts_]; }
-  void set( std::uint32_t first, std::uint32_t last, std::uint64_t value ) {
-    byFirst_[std::size_t{ first } * parts_ + last] = byLast_[std::size_t{ last } * parts_ + first] = value;
+  Number& at( std::uint32_t first, std::uint32_t last ) {
+    return numbers_[std::size_t{ first } * longest_ + ( last - first )];
   }
 
  private:
-  std::uint32_t parts_;
+  std::uint32_t longest_;
+  std::vector<Number> numbers_;
+};
+
+/// Such a table in which spans with the same beginning stand side by side, and also those with the same end.
+class TwoWaySpanTable {
+ public:
+  TwoWaySpanTable( std::uint32_t parts, std::uint32_t longest )
+      : longest_( longest ),
+        byFirst_( std::size_t{ parts } * longest, 0 ),
+        byLast_( std::size_t{ parts } * longest, 0 ) {}
+
+  std::uint64_t at( std::uint32_t first, std::uint32_t last ) const { return from( first )[last - first]; }
+  /// The span of the part alone, and those that are longer by one each.
+  std::uint64_t const* from( std::uint32_t first ) const { return &byFirst_[std::size_t{ first } * longest_]; }
+  /// The span, and those that are shorter by one each and end with it.
+  std::uint64_t const* to( std::uint32_t first, std::uint32_t last ) const {
+    return &byLast_[placeByLast( first, last )];
+  }
+  void set( std::uint32_t first, std::uint32_t last, std::uint64_t value ) {
+    byFirst_[std::size_t{ first } * longest_ + ( last - first )] = byLast_[placeByLast( first, last )] = value;
+  }
+
+ private:
+  std::size_t placeByLast( std::uint32_t first, std::uint32_t last ) const {
+    return std::size_t{ last + 1 } * longest_ - 1 - ( last - first );
+  }
+
+  std::uint32_t longest_;
   std::vector<std::uint64_t> byFirst_;
   std::vector<std::uint64_t> byLast_;
 };
 
 class IntervalProgramme {
  public:
-  explicit IntervalProgramme( CrossingSets const& sets )
-      : count_( sets.partCount() ),
-        weights_( std::size_t{ count_ } * count_, 0 ),
-        cuts_( std::size_t{ count_ } * count_, 0 ),
-        saved_( count_ ),
-        sizes_( count_ ) {
-    weighSpans( sets );
-    for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.sizeOf( part ) );
-    for ( std::uint32_t length = 2; length <= count_; ++length )
-      for ( std::uint32_t first = 0; first + length <= count_; ++first )
-        if ( weight( first, first + length - 1 ) != 0 ) solve( first, first + length - 1 );
-  }
+  explicit IntervalProgramme( CrossingSets const& sets ) : IntervalProgramme( sets, intervalsOf( sets ) ) {}
 
   std::vector<Joint> joints() {
     divide();
@@ -68,45 +88,64 @@ class IntervalProgramme {
   }
 
  private:
-  /// Of the sets that hold a span.
-  std::uint64_t& weight( std::uint32_t first, std::uint32_t last ) {
-    return weights_[std::size_t{ first } * count_ + last];
+  /// Spans that are longer than all intervals save nothing, and are left out.
+  IntervalProgramme( CrossingSets const& sets, std::vector<Interval> const& intervals )
+      : count_( sets.partCount() ),
+        longest_( longest( intervals ) ),
+        weights_( count_, longest_ ),
+        cuts_( count_, longest_ ),
+        saved_( count_, longest_ ),
+        sizes_( count_, longest_ ) {
+    weighSpans( intervals, sets.weights() );
+    for ( std::uint32_t part = 0; part != count_; ++part ) sizes_.set( part, part, sets.sizeOf( part ) );
+    for ( std::uint32_t length = 2; length <= longest_; ++length )
+      for ( std::uint32_t first = 0; first + length <= count_; ++first )
+        if ( weight( first, first + length - 1 ) != 0 ) solve( first, first + length - 1 );
   }
-  /// Where a span's second half begins.
-  std::uint32_t& cut( std::uint32_t first, std::uint32_t last ) { return cuts_[std::size_t{ first } * count_ + last]; }
+
+  /// Of the sets that hold a span.
+  std::uint64_t weight( std::uint32_t first, std::uint32_t last ) {
+    return last - first < longest_ ? weights_.at( first, last ) : 0;
+  }
 
   /// A set holds a span when it holds the span that is longer by one at either end, or begins or ends here.
-  void weighSpans( CrossingSets const& sets ) {
-    auto const intervals = intervalsOf( sets );
+  void weighSpans( std::vector<Interval> const& intervals, std::vector<std::uint64_t> const& weights ) {
     for ( std::size_t set = 0; set != intervals.size(); ++set )
-      if ( intervals[set].parts != 0 ) weight( intervals[set].first, intervals[set].last ) += sets.weights()[set];
-    for ( std::uint32_t length = count_; length-- > 1; )
+      if ( intervals[set].parts != 0 ) weights_.at( intervals[set].first, intervals[set].last ) += weights[set];
+    for ( std::uint32_t length = longest_; length-- > 1; )
       for ( std::uint32_t first = 0; first + length <= count_; ++first ) {
         std::uint32_t const last = first + length - 1;
         bool const hasLeft = first != 0;
         bool const hasRight = last + 1 != count_;
-        if ( hasLeft ) weight( first, last ) += weight( first - 1, last );
-        if ( hasRight ) weight( first, last ) += weight( first, last + 1 );
-        if ( hasLeft && hasRight ) weight( first, last ) -= weight( first - 1, last + 1 );
+        std::uint64_t& here = weights_.at( first, last );
+        if ( hasLeft ) here += weight( first - 1, last );
+        if ( hasRight ) here += weight( first, last + 1 );
+        if ( hasLeft && hasRight ) here -= weight( first - 1, last + 1 );
       }
   }
 
   /// Requires: a set holds the span, and so all spans within it.
   void solve( std::uint32_t first, std::uint32_t last ) {
+    std::uint32_t const cuts = last - first;
     std::uint64_t const* const savedLeft = saved_.from( first );
-    std::uint64_t const* const savedRight = saved_.to( last );
+    std::uint64_t const* const savedRight = saved_.to( first + 1, last );
+    std::uint64_t const* const sizeLeft = sizes_.from( first );
+    std::uint64_t const* const sizeRight = sizes_.to( first + 1, last );
     std::uint64_t most = 0;
-    for ( std::uint32_t at = first + 1; at <= last; ++at ) most = std::max( most, savedLeft[at - 1] + savedRight[at] );
     std::uint64_t least = ~std::uint64_t{ 0 };
-    for ( std::uint32_t at = first + 1; at <= last; ++at ) {
-      if ( savedLeft[at - 1] + savedRight[at] != most ) continue;
-      std::uint64_t const size = joinedSize( sizes_.at( first, at - 1 ), sizes_.at( at, last ) );
-      if ( size >= least ) continue;
-      least = size;
-      cut( first, last ) = at;
+    std::uint32_t best = 0;
+    for ( std::uint32_t at = 0; at != cuts; ++at ) {
+      std::uint64_t const saved = savedLeft[at] + savedRight[at];
+      if ( saved < most ) continue;
+      std::uint64_t const larger = std::max( sizeLeft[at], sizeRight[at] );
+      if ( saved == most && larger >= least ) continue;
+      most = saved;
+      least = larger;
+      best = at;
     }
+    cuts_.at( first, last ) = first + 1 + best;
     saved_.set( first, last, most + weight( first, last ) );
-    sizes_.set( first, last, least );
+    sizes_.set( first, last, joinedSize( least, least ) );
   }
 
   /// The best way to divide all parts into blocks, each of which some set fills, or which is a part by itself.
@@ -132,7 +171,7 @@ class IntervalProgramme {
   /// The number of the span's block.
   std::uint32_t join( std::uint32_t first, std::uint32_t last ) {
     if ( first == last ) return first;
-    std::uint32_t const middle = cut( first, last );
+    std::uint32_t const middle = cuts_.at( first, last );
     std::uint32_t const left = join( first, middle - 1 );
     std::uint32_t const right = join( middle, last );
     joints_.push_back( { left, right, weight( first, last ) } );
@@ -140,10 +179,11 @@ class IntervalProgramme {
   }
 
   std::uint32_t count_;
-  std::vector<std::uint64_t> weights_;
-  std::vector<std::uint32_t> cuts_;
-  SpanTable saved_;
-  SpanTable sizes_;
+  std::uint32_t longest_;
+  SpanTable<std::uint64_t> weights_;
+  SpanTable<std::uint32_t> cuts_;
+  TwoWaySpanTable saved_;
+  TwoWaySpanTable sizes_;
   std::vector<Joint> joints_;
 };
 

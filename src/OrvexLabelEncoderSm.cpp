@@ -5,6 +5,7 @@
 #include "Kiv/Instantiate.h"
 #include "Kiv/Trace.h"
 #include "Orvex/OrvexByteHash.h"
+#include "Orvex/OrvexEntryMerging.h"
 #include "Orvex/OrvexLabelMerger.h"
 
 namespace Orvex {
@@ -149,32 +150,34 @@ bool LabelEncoderSm::takesFewerEntries( EncodedLabelAllocStatus const& costOrder
   constexpr std::uint64_t kNoLimit = ~std::uint64_t{ 0 };
   std::uint64_t atMost = 0;
   for ( auto ranges = nested.keyToEncLabelList().begin(); ranges; ++ranges )
-    atMost += usersOf( ranges.key() ) * ranges.value()->encLabelRange().size();
-  std::uint64_t const taken = weightedEntries( costOrdered, atMost );
-  return taken < atMost && taken < weightedEntries( nested, kNoLimit );
+    if ( std::size_t const count = ranges.value()->encLabelRange().size(); count > 1 )
+      atMost += usersOf( ranges.key() ) * ( count - 1 );
+  std::uint64_t const taken = furtherEntries( costOrdered, atMost );
+  return taken < atMost && taken < furtherEntries( nested, kNoLimit );
 }
 
-/// The sum over all sets, or, once that is reached, a number that is not below the limit.
-std::uint64_t LabelEncoderSm::weightedEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const {
+/// Those beyond the first, which every set takes that has labels. The sum over all sets, or, once that is reached, a number
+/// that is not below the limit.
+std::uint64_t LabelEncoderSm::furtherEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const {
+  // Counting a short list is cheaper than looking up whether that has been done for another set.
+  constexpr std::size_t kShortList = 16;
   std::uint64_t sum = 0;
   Kiv::HashMap2018<std::uint64_t, std::uint64_t> entriesOfRanges;
+  EntryMerging merging( encodeBitWidth_ );
   for ( auto ranges = allocation.keyToEncLabelList().begin(); ranges && sum < limit; ++ranges ) {
+    auto const& list = ranges.value()->encLabelRange();
+    if ( list.empty() || isOneBlock( *ranges.value() ) ) continue;
     std::uint64_t const users = usersOf( ranges.key() );
     if ( users == 0 ) continue;
-    if ( isOneBlock( *ranges.value() ) ) {
-      sum += users;
-      continue;
-    }
-    auto known = entriesOfRanges.find( addressOf( ranges.value() ) );
+    bool const isShort = list.size() <= kShortList;
+    std::uint64_t const address = addressOf( ranges.value() );
+    auto known = isShort ? std::nullopt : entriesOfRanges.find( address );
     if ( !known ) {
-      auto const entries = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
-      auto const merged = Kiv::make<EncodedLabelWithMaskList>( ranges.key() );
-      addEntries( *ranges.value(), encodeBitWidth_, entries );
-      labelMergerFactory( encodeBitWidth_, entries, merged );
-      known = merged->encLabelAndMask().size();
-      entriesOfRanges.set( addressOf( ranges.value() ), *known );
+      for ( EncodedLabelRange const& range : list ) merging.rangeIs( range.start, range.end );
+      known = merging.merged().size();
+      if ( !isShort ) entriesOfRanges.set( address, *known );
     }
-    sum += users * *known;
+    sum += users * ( *known - 1 );
   }
   return sum;
 }

@@ -22,6 +22,7 @@ LabelFamily::LabelFamily( LabelLists const& lists, GenSetUsageInfo const& usage 
   for ( LabelLists::ListId const list : distinct )
     intervals.insert( intervals.end(), lists.intervals( list ).begin(), lists.intervals( list ).end() );
   numberLabels( std::move( intervals ) );
+  starts_.reserve( distinct.size() + 1 );
   for ( LabelLists::ListId const list : distinct ) addSet( lists.intervals( list ) );
 }
 

@@ -81,9 +81,10 @@ class Refinement {
 /// Answers for the least of a span in constant time.
 class SpanMinimum {
  public:
-  explicit SpanMinimum( std::vector<std::uint32_t> values ) {
+  /// Of spans of so many values at most.
+  SpanMinimum( std::vector<std::uint32_t> values, std::uint32_t longest ) {
     levels_.push_back( std::move( values ) );
-    for ( std::size_t width = 2; width <= levels_.front().size(); width *= 2 ) {
+    for ( std::size_t width = 2; width <= longest; width *= 2 ) {
       auto const& half = levels_.back();
       std::vector<std::uint32_t> level( levels_.front().size() - width + 1 );
       for ( std::size_t at = 0; at != level.size(); ++at ) level[at] = std::min( half[at], half[at + width / 2] );
@@ -106,8 +107,12 @@ std::vector<std::uint32_t> largestOverlaps( LabelFamily const& family, std::vect
   Refinement refinement( family.labelCount() );
   for ( std::uint32_t rank = 0; rank != bySize.size(); ++rank )
     refinement.split( family.labelsOf( bySize[rank] ), rank );
-  SpanMinimum const separators( refinement.separators() );
-  std::vector<std::uint32_t> overlaps( bySize.size() );
+  struct Span {
+    std::uint32_t first;
+    std::uint32_t end;
+  };
+  std::vector<Span> spans( bySize.size() );  // between the places of a set's labels, by rank
+  std::uint32_t longest = 0;
   for ( std::uint32_t rank = 0; rank != bySize.size(); ++rank ) {
     std::uint32_t first = family.labelCount();
     std::uint32_t last = 0;
@@ -115,7 +120,14 @@ std::vector<std::uint32_t> largestOverlaps( LabelFamily const& family, std::vect
       first = std::min( first, refinement.placeOf( label ) );
       last = std::max( last, refinement.placeOf( label ) );
     }
-    overlaps[rank] = first == last ? rank : std::min( rank, separators.of( first + 1, last + 1 ) );
+    spans[rank] = { first + 1, last + 1 };
+    longest = std::max( longest, last - first );
+  }
+  SpanMinimum const separators( refinement.separators(), longest );
+  std::vector<std::uint32_t> overlaps( bySize.size() );
+  for ( std::uint32_t rank = 0; rank != bySize.size(); ++rank ) {
+    auto const [first, end] = spans[rank];
+    overlaps[rank] = first == end ? rank : std::min( rank, separators.of( first, end ) );
   }
   return overlaps;
 }

@@ -11,7 +11,8 @@
 ///
 /// A line a policy and placement: entries, entries a rule, mean lengths of the lists that addresses and ports are matched
 /// with, entries of the label tables, the bits in which the values of the widest address and port table differ, and the time
-/// of the compile without the proof. Exits 1 when a table is not proved or does not come about.
+/// of the compile without the proof. Where each list is a single prefix, a line with the least mean length of lists that
+/// addresses can be matched with in aligned blocks, however labels are placed. Exits 1 when a table is not proved or does not come about.
 
 #include <charconv>
 #include <cstdio>
@@ -21,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "compare/AddressBound.h"
 #include "compare/NamedPolicy.h"
 #include "pipeline/PlacementComparison.h"
 
@@ -106,7 +108,7 @@ bool printFigures( std::string const& name, std::size_t rules, Host::PlacementFi
   for ( Host::StageTime const& stage : figures.result.compile.stages )
     if ( stage.stage != OrvexActiveStage::stageLoader ) time += stage.time;
   bool const proved = mode == Host::ProofMode::loadNothing || figures.result.proof.isProved();
-  std::printf( "%-24s %-10s %9llu %7.3f %9.3f %7.3f %8llu %5llu %5llu %8.1f%s\n", name.c_str(), placement.c_str(),
+  std::printf( "%-24s %-10s %9llu %7.3f %9.4f %7.3f %8llu %5llu %5llu %8.1f%s\n", name.c_str(), placement.c_str(),
                static_cast<unsigned long long>( figures.entries ),
                static_cast<double>( figures.entries ) / static_cast<double>( rules ), figures.addressListLength,
                figures.portListLength, static_cast<unsigned long long>( figures.labelEntries ),
@@ -126,6 +128,8 @@ bool comparePlacements( std::string const& name, Host::Policy const& policy, Opt
   for ( LabelPlacement const placement : { LabelPlacement::costOrder, LabelPlacement::nested } )
     good = printFigures( name, rules, Host::figuresOf( policy, profile, placement, options.proof ), options.proof ) &&
            good;
+  if ( auto const least = Bench::leastAddressListLength( policy, profile ) )
+    std::printf( "%-24s %-10s %27.4f\n", name.c_str(), "bound", *least );
   return good;
 }
 

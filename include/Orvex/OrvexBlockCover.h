@@ -3,11 +3,11 @@
 /// The fewest aligned blocks that hold the values of a set, and no value of another label.
 ///
 /// Values that no label has may be in a block: they match no packet. So a block is good when all labels in it are the set's.
-/// Seen from the least block that holds all of the set, down:
+/// Each of its values is in a largest good block, and those are the fewest:
 ///
-///     values 4 5 6 of the set, 7 free, 1 another's        0-7: no        4-7: good        one block
+///     values 4 5 6 of the set, 7 free, 1 another's        4-5: good        4-7: good        0-7: no        one block
 ///
-/// Cost: a set of one block, its labels; others in addition a sort, and a look at each block on the way down.
+/// Cost: a set of one block, its labels; others in addition a sort, and a look at each size of block for each block.
 
 #include <cstdint>
 #include <span>
@@ -30,8 +30,7 @@ class BlockCover {
   std::uint32_t takenCount( std::uint32_t first, std::uint32_t last ) const {
     return takenBelow_[last + 1] - takenBelow_[first];
   }
-  void addBlocks( std::uint32_t first, std::uint32_t last, std::span<std::uint16_t const> values,
-                  std::vector<EncodedLabelRange>& blocks ) const;
+  EncodedLabelRange largestBlock( std::span<std::uint16_t const> values, std::size_t at ) const;
 
   std::vector<std::uint32_t> takenBelow_;  // by value
 };

@@ -63,7 +63,7 @@ class LabelEncoderSm : public StageSm {
   Kiv::Ptr<EncodedLabelAllocStatus> allocation();
   Allocation allocationBy( LabelPlacement placement );
   bool takesFewerEntries( EncodedLabelAllocStatus const& costOrdered, EncodedLabelAllocStatus const& nested ) const;
-  std::uint64_t weightedEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const;
+  std::uint64_t furtherEntries( EncodedLabelAllocStatus const& allocation, std::uint64_t limit ) const;
   std::uint64_t usersOf( GenSetKey key ) const;
   void doMerge();
 

@@ -2,16 +2,20 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <functional>
 #include <iostream>
 #include <numeric>
 #include <random>
 #include <set>
 
+#include "BlockOptimum.h"
 #include "Orvex/OrvexBlockCover.h"
+#include "Orvex/OrvexBlockRounding.h"
 #include "Orvex/OrvexIntervalProgramme.h"
 #include "Orvex/OrvexLabelEncoders.h"
 #include "Orvex/OrvexLabelFamily.h"
+#include "Orvex/OrvexNestedSets.h"
 #include "Orvex/OrvexOverlapClasses.h"
 #include "orvex/TestSets.h"
 
@@ -142,6 +146,16 @@ Family randomNestedFamily( std::mt19937_64& random, std::uint32_t labels ) {
   return family;
 }
 
+BlockTree treeOf( Family const& family ) {
+  std::vector<std::vector<std::uint32_t>> sets;
+  std::vector<std::uint64_t> weights;
+  for ( Used const& set : family ) {
+    sets.push_back( set.labels );
+    weights.push_back( set.users );
+  }
+  return nestedSetsTree( LabelFamily( labelsIn( family ), sets, weights ) );
+}
+
 /// The least weighted number of entries with these masks over all placements of labels in three bits, where value 0 is
 /// reserved.
 class TinyOptimum {
@@ -208,12 +222,44 @@ TEST( NestedPlacement, TakesNoFewerEntriesThanTheOptimumAndForNestedSetsAsMany )
       EXPECT_GE( have, least );
       if ( nested ) {
         EXPECT_LE( have, inBlocks.of( family ) );
+        EXPECT_EQ( inBlocks.of( family ), Bench::leastWeightedBlocks( treeOf( family ), 3, 1 ) );
       }
       ( nested ? nestedGap : anyGap ) += static_cast<double>( have ) / static_cast<double>( least ) - 1;
     }
   }
   std::cout << "gap to the optimum in three bits: nested sets " << 100 * nestedGap / kFamilies << " %, any sets "
             << 100 * anyGap / kFamilies << " %\n";
+}
+
+/// At the narrowest width, and with some values to spare.
+TEST( NestedPlacement, GivesUpRoundingsWhereThatCostsNearlyTheLeast ) {
+  std::uint64_t have = 0;
+  std::uint64_t least = 0;
+  for ( std::uint64_t seed = 1; seed <= 200; ++seed ) {
+    SCOPED_TRACE( seed );
+    std::mt19937_64 random( seed );
+    std::uint32_t const width = 4 + static_cast<std::uint32_t>( random() % 5 );
+    auto const most = static_cast<std::uint32_t>( random() % ( 1U << ( width - 2 ) ) );
+    BlockTree const tree = treeOf( randomNestedFamily( random, ( 1U << width ) - 1 - most ) );
+    BlockRounding const rounding( tree, width, 1 );
+    std::vector<std::uint64_t> inside( tree.nodeCount(), 0 );
+    for ( std::uint32_t label = 0; label != tree.labelCount(); ++label ) ++inside[tree.parentOfLabel( label )];
+    std::uint64_t blocks = 0;
+    for ( std::uint32_t const node : rounding.order() ) {
+      ASSERT_EQ( inside[node], rounding.values( node ) );
+      ASSERT_LE( inside[node], rounding.rounded( node ) );
+      inside[tree.parent( node )] += rounding.rounded( node );
+      blocks += tree.weight( node ) * static_cast<std::uint64_t>( std::popcount( rounding.rounded( node ) ) );
+    }
+    ASSERT_LT( inside[BlockTree::kRoot], 1U << width );
+    std::uint64_t const optimum = Bench::leastWeightedBlocks( tree, width, 1 );
+    ASSERT_GE( blocks, optimum );
+    have += blocks;
+    least += optimum;
+  }
+  double const gap = static_cast<double>( have ) / static_cast<double>( least ) - 1;
+  std::cout << "gap to the fewest blocks where not all sets can have one: " << 100 * gap << " %\n";
+  EXPECT_LT( gap, 0.005 );
 }
 
 TEST( NestedPlacement, MatchesASetsLabelsAloneAndTakesNoMoreEntriesThanTheCostOrder ) {
