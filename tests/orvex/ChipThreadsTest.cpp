@@ -1,12 +1,15 @@
 // Several chips in one process, each driven on a thread of its own, from policies that they share and policies of their own.
+// All trace at once.
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Kiv/Trace.h"
 #include "ListPolicy.h"
 #include "orvex/SnapshotText.h"
 #include "orvex/TestChip.h"
@@ -48,6 +51,9 @@ TEST( ChipThreads, ChipsOnThreadsOfTheirOwnGetTheSnapshotsThatTheyGetOneAfterThe
   std::array<std::string, kChips> inTurn;
   for ( unsigned chip = 0; chip != kChips; ++chip ) inTurn[chip] = snapshotsOf( policies[chip] );
   std::array<std::string, kChips> atOnce;
+  std::atomic<unsigned> lines = 0;
+  Kiv::Trace::sinkIs( [&lines]( Kiv::TraceLine const& ) { ++lines; } );
+  Kiv::Trace::levelIs( 4 );
   {
     std::vector<std::jthread> threads;
     for ( unsigned chip = 0; chip != kChips; ++chip )
@@ -57,6 +63,9 @@ TEST( ChipThreads, ChipsOnThreadsOfTheirOwnGetTheSnapshotsThatTheyGetOneAfterThe
     EXPECT_LT( 10000U, inTurn[chip].size() );
     EXPECT_TRUE( inTurn[chip] == atOnce[chip] ) << chip;
   }
+  Kiv::Trace::levelIs( 0 );
+  Kiv::Trace::sinkIs( {} );
+  EXPECT_LT( 3 * kChips * 20U, lines );  // each compile's transitions
   policies = {};
   Kiv::threadSafePointersIs( false );
 }

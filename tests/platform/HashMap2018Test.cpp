@@ -1,6 +1,5 @@
 #include "Kiv/HashMap2018.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/MapModel.h"
@@ -11,7 +10,6 @@ using Kiv::HashMap2018;
 using Kiv::HashSet2018;
 using Kiv::Ptr;
 using Kiv::String;
-using testing::ElementsAre;
 
 static_assert( sizeof( HashMap2018<std::uint64_t, String> ) <= 32 );
 static_assert( std::is_nothrow_default_constructible_v<HashMap2018<std::uint64_t, String>>, "allocates nothing" );
@@ -33,32 +31,14 @@ struct HashedKey {
   bool operator==( HashedKey const& ) const = default;
 };
 
-template <class Collection>
-auto itemsOf( Collection const& collection ) {
-  std::vector<typename Collection::Item> items;
-  for ( auto const& item : collection ) items.push_back( item );
-  return items;
-}
-
-TEST( HashMap2018, EnumerationsIterateInBitReversedOrder ) {
-  enum class Small : std::uint32_t {};
-  HashSet2018<Small> set;
-  for ( std::uint32_t value = 0; value < 8; ++value ) EXPECT_TRUE( set.insert( Small{ value } ) );
-  EXPECT_FALSE( set.insert( Small{ 5 } ) );
-  EXPECT_THAT( itemsOf( set ), ElementsAre( Small{ 0 }, Small{ 4 }, Small{ 2 }, Small{ 6 }, Small{ 1 }, Small{ 5 },
-                                            Small{ 3 }, Small{ 7 } ) );
-}
-
-TEST( HashMap2018, AgreesWithAModelWhenHashesAreMixed ) { MapModel::run<HashMap2018<HashedKey<mixed>, String>>(); }
-TEST( HashMap2018, AgreesWithAModelWhenAllHashesAreEqual ) { MapModel::run<HashMap2018<HashedKey<same>, String>>(); }
-TEST( HashMap2018, AgreesWithAModelWhenHashesAreFew ) { MapModel::run<HashMap2018<HashedKey<few>, String>>(); }
-TEST( HashMap2018, AgreesWithAModelWhenHashesAreTheLeastAndTheGreatest ) {
+TEST( HashMap2018, AgreesWithAModelHoweverItsHashesAreSpread ) {
+  MapModel::run<HashMap2018<HashedKey<mixed>, String>>();
+  MapModel::run<HashMap2018<HashedKey<same>, String>>();
+  MapModel::run<HashMap2018<HashedKey<few>, String>>();
   MapModel::run<HashMap2018<HashedKey<firstOrLast>, String>>();
-}
-TEST( HashMap2018, AgreesWithAModelWhenAllMembersCrowdTheLastBucket ) {
   MapModel::run<HashMap2018<HashedKey<lastBuckets>, String>>();
+  MapModel::run<HashMap2018<HashedKey<runs>, String>>();
 }
-TEST( HashMap2018, AgreesWithAModelWhenMembersLieInLongRuns ) { MapModel::run<HashMap2018<HashedKey<runs>, String>>(); }
 
 // Members that come in ascending order form one run in the first homes of a table that is still small. Here it never
 // spreads out: searches that walk through it look at 5 * 10^11 slots, which takes minutes.
@@ -109,19 +89,6 @@ TEST( HashMap2018, FillingAMapThatHasMembersInIterationOrderMovesFewMembers ) {
   for ( std::uint32_t const key : newcomers ) map.insert( key, Counted( moves ) );
   EXPECT_EQ( newcomers.size(), map.size() );
   EXPECT_LT( moves / newcomers.size(), 40U );
-}
-
-TEST( HashMap2018, DeletingTheCurrentMemberMovesTheIteratorOn ) {
-  HashMap2018<std::uint32_t, String> map;
-  for ( std::uint32_t i = 0; i < 1000; ++i ) map.set( i, String( std::to_string( i ) ) );
-  std::size_t visited = 0;
-  for ( auto const [key, value] : map ) {
-    EXPECT_EQ( std::to_string( key ), value.view() );
-    EXPECT_TRUE( map.erase( key ) );
-    ++visited;
-  }
-  EXPECT_EQ( 1000U, visited );
-  EXPECT_TRUE( map.empty() );
 }
 
 TEST( HashMap2018, ReadingADeletedMemberIsFatal ) {

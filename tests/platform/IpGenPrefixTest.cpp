@@ -5,7 +5,6 @@
 
 #include <bitset>
 #include <random>
-#include <set>
 
 #include "Vell/DscpValue.h"
 
@@ -116,30 +115,6 @@ TEST( IpGenPrefix, IsReadBackFromItsText ) {
   EXPECT_EQ( longest, text( prefix( longest ) ) );
 }
 
-/// A value type whose fields are network values: their texts end where the field ends.
-struct Flow {
-  static constexpr std::string_view kTypeName = "Test::Flow";
-  static constexpr auto fields() {
-    return std::tuple( Kiv::Field( "af", &Flow::af ), Kiv::Field( "source", &Flow::source ),
-                       Kiv::Field( "gateway", &Flow::gateway ), Kiv::Field( "dscp", &Flow::dscp ) );
-  }
-  Flow( AddressFamily a, IpGenPrefix const& s, Ip6Addr const& g, Vell::DscpValue d )
-      : af( a ), source( s ), gateway( g ), dscp( d ) {}
-  bool operator==( Flow const& ) const = default;
-
-  AddressFamily af;
-  IpGenPrefix source;
-  Ip6Addr gateway;
-  Vell::DscpValue dscp;
-};
-
-TEST( IpGenPrefix, NetworkValuesAreFieldsOfValues ) {
-  std::string const want = "Value('Test::Flow', ** {'af': ipv6, 'source': 10.0.0.0/8, 'gateway': fe80::, 'dscp': 46})";
-  Flow const flow( AddressFamily::ipv6, prefix( "10.0.0.0/8" ), address( "fe80::" ), Vell::DscpValue( 46 ) );
-  EXPECT_EQ( want, text( flow ) );
-  EXPECT_EQ( flow, strepToValue<Flow>( want ) );
-}
-
 TEST( IpGenPrefix, ParseErrorSaysWhereAndWhatIsExpected ) {
   struct Case {
     char const* want;
@@ -192,14 +167,6 @@ TEST( IpGenPrefix, LengthOutsideTheFamilyIsARangeError ) {
   EXPECT_THAT( [] { prefix( "10.0.0.0/99999999999" ); }, four );
   EXPECT_THAT( [] { IpGenPrefix( Ip6Addr(), 129 ); }, six );
   EXPECT_THAT( [] { prefix( "::/4294967296" ); }, six );
-}
-
-TEST( IpGenPrefix, HashTakesInEveryPart ) {
-  std::set<std::uint32_t> hashes;
-  for ( char const* each : { "0.0.0.0/0", "0.0.0.0/1", "128.0.0.0/1", "0.0.0.1/32", "::/0", "::/1", "::1/128",
-                             "8000::/1", "::8000:0:0:0/128" } )
-    hashes.insert( prefix( each ).hash() );
-  EXPECT_EQ( 9U, hashes.size() );
 }
 
 TEST( Ip6Addr, HasOnePrintedFormForItsManyTexts ) {

@@ -15,19 +15,6 @@ struct Link : Kiv::PtrInterface {
   std::vector<Kiv::Ptr<Link>> next;
 };
 
-TEST( Ptr, TheLastReferenceDestroysTheObject ) {
-  int alive = 0;
-  Kiv::Ptr<Link> first = Kiv::make<Link>( alive );
-  Kiv::Ptr<Link const> second = first;
-  Kiv::Ptr<Link const> third( first.get() );
-  first = nullptr;
-  second = std::move( third );
-  EXPECT_EQ( 1U, second->references() );
-  EXPECT_EQ( 1, alive );
-  second = Kiv::Ptr<Link const>();
-  EXPECT_EQ( 0, alive );
-}
-
 TEST( Ptr, AssigningAPartOfTheOldObjectKeepsThePart ) {
   int alive = 0;
   auto head = Kiv::make<Link>( alive );

@@ -27,7 +27,6 @@ class TraceTest : public testing::Test {
     Kiv::Trace::sinkIs( [this]( Kiv::TraceLine const& line ) {
       lines.push_back( std::string( line.module ) + " " + std::to_string( line.place.level ) + ": " +
                        std::string( line.text ) );
-      places.push_back( line.place );
     } );
   }
   ~TraceTest() override { Kiv::Trace::sinkIs( {} ); }
@@ -35,13 +34,7 @@ class TraceTest : public testing::Test {
   Kiv::TraceHandle first{ "First" };
   Kiv::TraceHandle second{ "Second" };
   std::vector<std::string> lines;
-  std::vector<Kiv::TraceLevel> places;
 };
-
-TEST_F( TraceTest, OnlyFailuresAreTracedFromTheStart ) {
-  for ( unsigned level = 0; level <= Kiv::TraceHandle::kMaxLevel; ++level ) first.trace( level, "text" );
-  EXPECT_THAT( lines, ElementsAre( "First 0: text" ) );
-}
 
 TEST_F( TraceTest, LevelsAreEnabledPerModuleOrForAll ) {
   EXPECT_EQ( 1U, Kiv::Trace::levelIs( 6, "Second" ) );
@@ -70,15 +63,6 @@ TEST_F( TraceTest, TextIsComposedOnlyWhenItsLevelIsEnabled ) {
   dump->trace();
   EXPECT_EQ( 1, composed );
   EXPECT_THAT( lines, ElementsAre( "First 9: family ipv6, costly", "First 9: next" ) );
-}
-
-TEST_F( TraceTest, ALineKnowsThePlaceThatTraced ) {
-  first.trace( 0, "here" );
-  int const line = __LINE__ - 1;
-  ASSERT_EQ( 1U, places.size() );
-  EXPECT_THAT( places[0].file, testing::EndsWith( "TraceTest.cpp" ) );
-  EXPECT_EQ( line, places[0].line );
-  EXPECT_STREQ( "TestBody", places[0].function );
 }
 
 // A sink was called, and destroyed, under a lock that it needed to trace.

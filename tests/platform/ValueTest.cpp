@@ -107,18 +107,6 @@ TEST( Enumeration, NamesAndValuesCorrespond ) {
                testing::EndsWith( "expected one of red, amber, green at column 1" ) );
 }
 
-TEST( RangedAttribute, AValueOutsideItsLimitsIsRefusedAndTheOldOneStays ) {
-  Percent percent( 40 );
-  try {
-    percent.valueIs( 101 );
-    FAIL() << "101 was taken";
-  } catch ( Kiv::RangeException const& refused ) {
-    EXPECT_STREQ( "Percent::value < 0 or > 100 not allowed", refused.what() );
-    EXPECT_EQ( "101", refused.value().view() );
-  }
-  EXPECT_EQ( 40U, percent.value() );
-}
-
 TEST( Hash, NeighbouringKeysHaveUnrelatedHashes ) {
   // Hashes of sets are sums: with weak hashes, {1, 4} and {2, 3} would be alike.
   std::set<std::uint64_t> sums;
@@ -127,11 +115,6 @@ TEST( Hash, NeighbouringKeysHaveUnrelatedHashes ) {
     for ( std::uint64_t b = a + 1; b != kKeys; ++b )
       sums.insert( std::uint64_t{ Kiv::hashOf( a ) } + std::uint64_t{ Kiv::hashOf( b ) } );
   EXPECT_LE( kKeys * ( kKeys - 1 ) / 2 - 2, sums.size() );
-}
-
-TEST( Hash, BitReverseMovesEveryBitToItsMirror ) {
-  for ( unsigned bit = 0; bit != 32; ++bit ) EXPECT_EQ( 1U << ( 31 - bit ), Kiv::bitReverse( 1U << bit ) );
-  EXPECT_EQ( 0xF0000001U, Kiv::bitReverse( 0x8000000FU ) );
 }
 
 TEST( Value, OutOfRangeTextRaisesTheSettersException ) {
