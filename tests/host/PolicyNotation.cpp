@@ -2,9 +2,9 @@
 
 #include <ostream>
 #include <sstream>
-#include <stdexcept>
 
 #include "Kiv/Value.h"
+#include "orvex/TestPolicy.h"
 
 namespace Orvex::Host::Test {
 
@@ -52,24 +52,13 @@ std::string addressText( Vell::IpGenPrefix const& address ) {
 Vell::IpGenPrefix prefix( std::string const& text ) { return Kiv::strepToValue<Vell::IpGenPrefix>( text ); }
 
 SharedPrefixList prefixes( std::string const& text ) {
-  PrefixList list;
-  std::istringstream words( text );
-  for ( std::string word; words >> word; ) {
-    if ( word[0] == '!' )
-      list.excepts.push_back( prefix( word.substr( 1 ) ) );
-    else
-      list.prefixes.push_back( prefix( word ) );
-  }
-  return std::make_shared<PrefixList const>( std::move( list ) );
+  auto const [own, excepted] = Orvex::Test::prefixesIn( text );
+  return std::make_shared<PrefixList const>( PrefixList{ own, excepted } );
 }
 
 RangeSet ranges( std::string const& text ) {
   RangeSet all;
-  std::istringstream words( text );
-  for ( std::string word; words >> word; ) {
-    std::size_t const dash = word.find( '-' );
-    all.push_back( { number( word.substr( 0, dash ) ), number( word.substr( dash == word.npos ? 0 : dash + 1 ) ) } );
-  }
+  for ( auto const& [first, last] : Orvex::Test::numberRangesIn( text ) ) all.push_back( { first, last } );
   return all;
 }
 

@@ -223,25 +223,6 @@ TEST( ComboLabelResolverSm, FollowsRulesAndLabelsFromKickToKick ) {
   }
 }
 
-TEST( ComboLabelResolverSm, SaysWhatBecomesOfEachSet ) {
-  Resolver resolver;
-  for ( std::uint64_t const key : { 1U, 2U } ) resolver.list( key, plainLabels( { 7 } ) );
-  TraceLines const trace( 6 );
-  resolver.rule( "a", 1, 2 );
-  resolver.kick();
-  resolver.rule( "a", 2, 1 );
-  resolver.kick();
-  resolver.rule( "b", 2, 1 );
-  resolver.list( 2, plainLabels( { 8 } ) );
-  resolver.kick();
-  std::string const build = "ComboLabelResolverSm(1, srcDstL4Port)::doBuildComboLabelSet ";
-  EXPECT_THAT( trace.lines, ElementsAre( build + "Creating comboSet : Key: 101, type: srcDstL4Port (7, 7)",
-                                         build + "Reusing comboSet with key: 101",
-                                         build + "Creating comboSet : Key: 103, type: srcDstL4Port (8, 7)",
-                                         build + "ComboSet was previously computed Key: 103",
-                                         "ComboDeduper(1, srcDstL4Port) Cleaning up comboSet with key: 101" ) );
-}
-
 TEST( ComboLabelResolverSm, AnEntryWithoutWidthTurnsItOnButNotTheSplit ) {
   Resolver resolver;
   ComboStage split( 0, resolver.status->comboLabelInfo() );
@@ -303,17 +284,6 @@ TEST( ComboLabelResolverSm, ASetWithoutLabelsIsAFailureUnlessItIsEmpty ) {
   EXPECT_EQ( 1U, split.status->plainLabelListMap()->plainLabelList().size() );
   setIs( true, "10.0.0.0/8" );
   EXPECT_EQ( StageStatusType::finishedFailed, networks.kick() );
-}
-
-TEST( ComboLabelResolverSm, CombinesPrefixesOfItsOwnFamilyOnly ) {
-  Resolver resolver( ComboLabelSetType::ipv6SrcDstPrefix );
-  resolver.list( 1, plainLabels( { 1 } ) );
-  resolver.rule( "a", 1, 1 );
-  EXPECT_EQ( StageStatusType::finishedSuccess, resolver.kick() );
-  EXPECT_EQ( 0U, resolver.sets().size() );
-  resolver.aggregator->aclGenSetIpRuleListIs( "acl" )->afIs( AddressFamily::ipv6 );
-  EXPECT_EQ( StageStatusType::finishedSuccess, resolver.kick() );
-  EXPECT_EQ( 1U, resolver.sets().size() );
 }
 
 }  // namespace

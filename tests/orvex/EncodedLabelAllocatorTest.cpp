@@ -9,8 +9,6 @@
 
 namespace Orvex {
 namespace {
-
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 using Labels = std::set<std::uint32_t>;
@@ -176,22 +174,6 @@ Family randomFamily( std::mt19937_64& random, std::uint32_t width ) {
   if ( random() % 2 == 0 )
     for ( std::uint32_t label = 1; label <= labels; ++label ) family[0].labels.insert( label );
   return family;
-}
-
-TEST( EncodedLabelAllocator, RoundsTheLastBlockUpWhileThereAreSpareValues ) {
-  auto const allocation = allocated( 4, 0, { { 1, { { 1, 2, 3 }, 1 } } } );
-  EXPECT_THAT( allocation.ranges.at( 1 ), ElementsAre( std::pair( 4U, 7U ) ) );
-  EXPECT_THAT( allocation.values, ElementsAre( std::pair( 1U, 4U ), std::pair( 2U, 5U ), std::pair( 3U, 6U ) ) );
-  // No value to spare: one run at an aligned start.
-  auto const tight = allocated( 2, 3, { { 1, { { 1, 2, 3 }, 1 } } } );
-  EXPECT_THAT( tight.ranges.at( 1 ), ElementsAre( std::pair( 0U, 2U ) ) );
-}
-
-TEST( EncodedLabelAllocator, GivesASharedLabelToTheSetThatComesFirst ) {
-  auto const allocation = allocated( 4, 0, { { 1, { { 5 }, 1 } }, { 2, { { 4, 5 }, 9 } }, { 3, { {}, 1 } } } );
-  EXPECT_THAT( allocation.ranges.at( 2 ), ElementsAre( std::pair( 2U, 3U ) ) );
-  EXPECT_THAT( allocation.ranges.at( 1 ), ElementsAre( std::pair( 3U, 3U ) ) );
-  EXPECT_THAT( allocation.ranges.at( 3 ), IsEmpty() );
 }
 
 TEST( EncodedLabelAllocator, FitsAsManyLabelsAsThereAreValuesButTheReservedOne ) {

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -20,7 +18,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-using Vell::AddressFamily;
 using Vell::IpGenPrefix;
 
 AclConfig const& onlyAcl( AclConfigColl const& config ) {
@@ -70,33 +67,6 @@ std::uint64_t digest( std::string const& characters ) {
   return hash;
 }
 
-std::set<IpGenPrefix> listed( std::vector<Kiv::Ptr<IpPrefixList>> const& lists ) {
-  std::set<IpGenPrefix> all;
-  for ( auto const& list : lists ) all.merge( sorted( list->addr() ) );
-  return all;
-}
-
-/// Most prefixes of the set that contain one another. In their order an outer prefix comes before the inner ones.
-std::size_t deepestNesting( std::set<IpGenPrefix> const& prefixes ) {
-  std::vector<IpGenPrefix> chain;
-  std::size_t deepest = 0;
-  for ( IpGenPrefix const& each : prefixes ) {
-    while ( !chain.empty() && !chain.back().contains( each ) ) chain.pop_back();
-    chain.push_back( each );
-    deepest = std::max( deepest, chain.size() );
-  }
-  return deepest;
-}
-
-bool exceptsLieWithinPrefixes( IpPrefixList const& list ) {
-  auto const prefixes = sorted( list.addr() );
-  for ( IpGenPrefix const& except : list.exceptAddr() )
-    if ( prefixes.count( except ) != 0 ||
-         std::none_of( prefixes.begin(), prefixes.end(), [&]( auto const& each ) { return each.contains( except ); } ) )
-      return false;
-  return true;
-}
-
 TEST( ListPolicy, ASeedNamesOnePolicyOnEveryMachine ) {
   ListPolicyParameters parameters;
   std::string const first = text( *makeListPolicy( parameters ).config );
@@ -106,86 +76,10 @@ TEST( ListPolicy, ASeedNamesOnePolicyOnEveryMachine ) {
   EXPECT_NE( first, text( *makeListPolicy( parameters ).config ) );
 }
 
-TEST( ListPolicy, HasTheShapeThatItsParametersAskFor ) {
-  for ( ListShape const shape : { ListShape::sites, ListShape::scattered } )
-    for ( AddressFamily const family : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
-      SCOPED_TRACE( testing::Message() << family << " scattered " << ( shape == ListShape::scattered ) );
-      ListPolicyParameters parameters;
-      parameters.family = family;
-      parameters.shape = shape;
-      auto const lists = makeListPolicy( parameters ).prefixLists;
-
-      std::set<std::string> different;
-      std::size_t listedPrefixes = 0;
-      std::size_t excepts = 0;
-      for ( auto const& list : lists.lists ) {
-        different.insert( text( list ) );
-        listedPrefixes += list->addr().size();
-        excepts += list->exceptAddr().size();
-        EXPECT_NEAR( 200.0, static_cast<double>( list->addr().size() ), 32.0 );
-        EXPECT_TRUE( exceptsLieWithinPrefixes( *list ) ) << text( list );
-      }
-      EXPECT_EQ( 200U, different.size() );
-      EXPECT_NEAR( 200.0, static_cast<double>( listedPrefixes ) / 200, 10.0 );
-      EXPECT_NEAR( 0.05, static_cast<double>( excepts ) / static_cast<double>( listedPrefixes ), 0.005 );
-      auto const all = listed( lists.lists );
-      EXPECT_EQ( 20000U, all.size() );
-      EXPECT_EQ( lists.deepestNesting, deepestNesting( all ) );
-      EXPECT_THAT( lists.deepestNesting, AllOf( testing::Ge( 2U ), testing::Le( 12U ) ) );
-      EXPECT_EQ( listedPrefixes, lists.listedPrefixes );
-      EXPECT_EQ( excepts, lists.excepts );
-    }
-}
-
-TEST( ListPolicy, SitesNeedFarFewerLabelsThanTheStressForm ) {
-  auto const sites = makeListPolicy( {} ).prefixLists;
-  EXPECT_LT( sites.distinctGroups, sites.distinctPrefixes / 20 );
-  auto const stress = makeListPolicy( stressParameters() ).prefixLists;
-  EXPECT_GT( stress.distinctGroups, stress.distinctPrefixes * 9 / 10 );
-}
-
-TEST( ListPolicy, RulesShareTheirPrefixListsAndPortLists ) {
-  auto const policy = makeListPolicy( {} );
-  std::set<IpPrefixList const*> sources;
-  std::set<IpPrefixList const*> destinations;
-  std::set<std::string> ports;
-  for ( auto const [index, rule] : onlyAcl( *policy.config ).ruleById() ) {
-    sources.insert( rule->ruleFilter()->source().get() );
-    destinations.insert( rule->ruleFilter()->destination().get() );
-    ports.insert( text( rule->ruleFilter()->dportRange() ) );
-  }
-  EXPECT_EQ( 2000U, onlyAcl( *policy.config ).ruleById().size() );
-  EXPECT_EQ( 200U, sources.size() );
-  EXPECT_EQ( sources, destinations );
-  EXPECT_EQ( 60U + 1U, ports.size() );  // and the rules that name none
-  for ( auto const& list : policy.portLists ) EXPECT_EQ( list, normalised( list ) );
-}
-
 TEST( ListPolicy, RangesThatOverlapOrTouchBecomeOne ) {
   EXPECT_THAT( normalised( { { 30, 40 }, { 10, 19 }, { 20, 25 }, { 12, 15 }, { 65535, 65535 } } ),
                ElementsAre( L4PortRange( 10, 25 ), L4PortRange( 30, 40 ), L4PortRange( 65535, 65535 ) ) );
   EXPECT_THAT( normalised( { { 1000, 65535 }, { 0, 999 } } ), ElementsAre() );
-}
-
-TEST( SinglePolicies, SeparatePrefixesAreDistinctAndNestTwelveDeep ) {
-  for ( AddressFamily const family : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
-    auto const config = separatePrefixes( 5000, family );
-    std::vector<Kiv::Ptr<IpPrefixList>> lists;
-    for ( auto const [index, rule] : onlyAcl( *config ).ruleById() ) lists.push_back( rule->ruleFilter()->source() );
-    EXPECT_EQ( 5000U, listed( lists ).size() );
-    EXPECT_EQ( 12U, deepestNesting( listed( lists ) ) );
-  }
-}
-
-TEST( SinglePolicies, LabelGridNeedsALabelForEachOfItsPrefixes ) {
-  auto const config = labelGrid();
-  std::map<IpGenPrefix, std::set<IpPrefixList const*>> listsOf;
-  for ( auto const [index, rule] : onlyAcl( *config ).ruleById() )
-    for ( auto const& list : { rule->ruleFilter()->source(), rule->ruleFilter()->destination() } )
-      for ( IpGenPrefix const& prefix : list->addr() ) listsOf[prefix].insert( list.get() );
-  std::set<std::set<IpPrefixList const*>> groups;
-  for ( auto const& [prefix, lists] : listsOf ) groups.insert( lists );
-  EXPECT_EQ( 500U + 500U, groups.size() );
 }
 
 FilterSet readText( std::string const& characters, FilterSetOptions const& options = {} ) {

@@ -1,9 +1,8 @@
 #pragma once
 
-/// The byte hash and the prefix hash, written down as they are defined: what the product's hashes are held against.
+/// The byte hash, written down as it is defined: what the product's hashes are held against.
 
 #include <cstdint>
-#include <vector>
 
 namespace Orvex::Test {
 
@@ -33,15 +32,5 @@ class LiteralHash {
  private:
   std::uint32_t h = 0;
 };
-
-inline std::uint32_t literalPrefixHash( std::uint32_t addressInNetworkOrder, std::uint32_t length ) {
-  std::uint32_t x = addressInNetworkOrder ^ length;
-  x = x * 32767 - 1;
-  x = x ^ ( x >> 12 );
-  x = x * 5;
-  x = x ^ ( x >> 4 );
-  x = x * 2057;
-  return x ^ ( x >> 16 );
-}
 
 }  // namespace Orvex::Test

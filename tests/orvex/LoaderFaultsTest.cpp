@@ -114,6 +114,12 @@ TEST( LoaderFaults, EverySingleFaultEndsAsTheHandshakeSays ) {
           ASSERT_EQ( reportOf( want ), reported );
           expectAnHonestChip( loading, reported,
                               toAcquire == ResponseState::hitful || fault.behaviour == Behaviour::saysHitful );
+          if ( want == Ending::waits ) {  // until a new kick begins anew
+            loading.driver.faults.clear();
+            loading.driver.toAcquire = ResponseState::hitless;
+            ASSERT_EQ( StageStatusType::finishedSuccess, loading.kick() );
+            EXPECT_TRUE( loading.newSnapshotIsInForce() );
+          }
           if ( testing::Test::HasFailure() ) return;
         }
   EXPECT_EQ( 5U, seen.size() );

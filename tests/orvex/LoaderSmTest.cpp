@@ -16,34 +16,6 @@ using Test::TraceLines;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-TEST( LoaderSm, WithoutAnAnswerOfTheRequestNothingIsReported ) {
-  for ( std::size_t status = 0; status != TestDriver::kStatuses; ++status )
-    for ( auto const behaviour : { Behaviour::isSilent, Behaviour::repeatsAnOlderId } ) {
-      SCOPED_TRACE( status );
-      Loading acquiring( { { RequestState::acquire, status, behaviour } } );
-      EXPECT_EQ( StageStatusType::inProgress, acquiring.kick() );
-      EXPECT_THAT( acquiring.driver.log, ElementsAre( "acquire" ) );
-      EXPECT_EQ( acquiring.before, acquiring.driver.loaded );
-
-      Loading loading( { { RequestState::load, status, behaviour } } );
-      EXPECT_EQ( StageStatusType::inProgress, loading.kick() );
-      EXPECT_TRUE( loading.newSnapshotIsInForce() );
-
-      Loading reverting(
-          { { RequestState::acquire, 0, Behaviour::saysFailed }, { RequestState::revert, status, behaviour } } );
-      TraceLines const refusals( 0 );
-      EXPECT_EQ( StageStatusType::inProgress, reverting.kick() );
-      EXPECT_EQ( reverting.before, reverting.driver.loaded );
-
-      // A new kick begins anew.
-      for ( Loading* const each : { &acquiring, &loading, &reverting } ) {
-        each->driver.faults.clear();
-        EXPECT_EQ( StageStatusType::finishedSuccess, each->kick() );
-        EXPECT_TRUE( each->newSnapshotIsInForce() );
-      }
-    }
-}
-
 TEST( LoaderSm, ARefusalInAnyStatusBringsTheOldSnapshotBackAndGivesResourcesBack ) {
   for ( std::size_t status = 0; status != TestDriver::kStatuses; ++status ) {
     SCOPED_TRACE( status );
@@ -78,26 +50,6 @@ TEST( LoaderSm, AsksOnlyTheStatusesOfTransformsThatAreOn ) {
     bool const asked = status >= TestDriver::kTcpFlags;
     EXPECT_EQ( asked ? StageStatusType::inProgress : StageStatusType::finishedSuccess, loading.kick() ) << status;
   }
-}
-
-TEST( LoaderSm, CopiesTheLabelTablesAndSharesTheRules ) {
-  Loading loading;
-  PrefixXformKey const space( Vell::AddressFamily::ipv4, true );
-  Vell::IpGenPrefix const prefix( 0x0A000000U, 8 );
-  loading.config->prefixXformLoaderInfoIs( space )->prefixToLabelMapIs( prefix, EncodedLabel( 5 ) );
-  loading.config->rangeSplitLoaderInfoIs( RangeSetType::proto )
-      ->rangeToEncodedLabelMapIs( RangeSetElem( 6, 17 ), EncodedLabel( 7 ) );
-  EncodedComboLabel const pair( EncodedLabel( 1 ), EncodedLabel( 2 ) );
-  loading.config->comboLabelLoaderInfoIs( ComboLabelSetType::srcDstL4Port )
-      ->encComboToEncodedLabelMapIs( pair, EncodedLabel( 9 ) );
-  ASSERT_EQ( StageStatusType::finishedSuccess, loading.kick() );
-  loading.config->prefixXformLoaderInfoIs( space )->prefixToLabelMapDelAll();
-  auto const snapshot = loading.driver.loaded;
-  EXPECT_EQ( EncodedLabel( 5 ), snapshot->pdPrefixXformEntryColl().find( space )->entry().find( prefix )->value );
-  EXPECT_EQ( EncodedLabel( 7 ), snapshot->pdProtocolXformEntryColl()->entry().find( RangeSetElem( 6, 17 ) )->value );
-  EXPECT_EQ( EncodedLabel( 9 ), snapshot->pdPortComboEntryColl()->entry().find( pair )->value );
-  EXPECT_TRUE( snapshot->pdV4PrefixComboEntryColl()->entry().empty() );
-  EXPECT_EQ( loading.config->ruleExpanderLoaderInfo(), snapshot->pdAclColl() );
 }
 
 TEST( LoaderSmDeathTest, AnAnswerThatNothingWaitsForEndsTheProcess ) {

@@ -19,7 +19,6 @@ using Test::rule;
 using Test::TestChip;
 using Test::TraceLines;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 EncodingAttr on() { return EncodingAttr( 8, EncodedLabel( 0 ) ); }
 

@@ -1,9 +1,6 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "Kiv/StateMachine.h"

@@ -1,23 +1,19 @@
 #include "Orvex/OrvexPrefixXformSm.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 
 #include "orvex/TestSets.h"
-#include "orvex/TestStages.h"
 
 namespace Orvex {
 namespace {
 
 using Test::checkedGroups;
-using Test::cut;
 using Test::Prefixes;
 using Test::PrefixStage;
 using Test::Sets;
-using Test::TraceLines;
 using Vell::AddressFamily;
 using Vell::IpGenPrefix;
 __extension__ using Number = unsigned __int128;
@@ -140,56 +136,6 @@ TEST_P( PrefixXformSmTest, AnAddressHasTheLabelOfTheListsThatMatchIt ) {
 
 INSTANTIATE_TEST_SUITE_P( Families, PrefixXformSmTest, testing::Values( AddressFamily::ipv4, AddressFamily::ipv6 ),
                           []( auto const& family ) { return family.index == 0 ? "Ipv4" : "Ipv6"; } );
-
-TEST( PrefixXformSm, ALongerPrefixIsInTheListsOfTheShorterToo ) {
-  EXPECT_EQ( "10.0.0.0/8=1 10.1.0.0/16=2; 1:1,2 2:2", cut<PrefixStage>( "10.0.0.0/8|10.1.0.0/16" ) );
-  EXPECT_EQ( "10.0.0.0/8=1 11.0.0.0/8=1; 1:1 2:1", cut<PrefixStage>( "10.0.0.0/8 11.0.0.0/8|10.0.0.0/8 11.0.0.0/8" ) );
-}
-
-TEST( PrefixXformSm, AnExceptCutsAHoleThatALongerPrefixFillsAgain ) {
-  EXPECT_EQ( "10.0.0.0/8=1 10.1.0.0/16=2; 1:1", cut<PrefixStage>( "10.0.0.0/8 !10.1.0.0/16" ) );
-  EXPECT_EQ( "10.0.0.0/8=1 10.1.0.0/16=2 10.1.2.0/24=3; 1:1,3 2:2,3",
-             cut<PrefixStage>( "10.0.0.0/8 !10.1.0.0/16 10.1.2.0/24|10.1.0.0/16" ) );
-  EXPECT_EQ( "10.0.0.0/8=1 11.0.0.0/8=2; 2:2", cut<PrefixStage>( "!10.0.0.0/8|!10.0.0.0/8 11.0.0.0/8" ) );
-}
-
-TEST( PrefixXformSm, APrefixThatIsExceptedTooIsAPrefix ) {
-  EXPECT_EQ( "10.0.0.0/8=1 10.1.0.0/16=1; 1:1", cut<PrefixStage>( "10.0.0.0/8 !10.1.0.0/16 10.1.0.0/16" ) );
-}
-
-TEST( PrefixXformSm, TheDumpsShowGroupsAndTheHolesInThem ) {
-  PrefixStage stage;
-  stage.add( 7, "10.0.0.0/8 !10.1.0.0/16" );
-  TraceLines const trace( 6 );
-  stage.kick();
-  std::string const name = "PrefixXformSm(1, ipv4, src)::";
-  EXPECT_THAT( trace.lines,
-               testing::IsSupersetOf( { name + "*** Trie built ***", name + "*** PrefixSetLists updated ***",
-                                        name + "......hit exceptPrefix", name + "...label 7", name + "...label",
-                                        name + "......prefix 10.1.0.0/16 except" } ) );
-}
-
-/// Whoever mirrors the labels hears of every piece, after the old ones have gone.
-TEST( PrefixXformSm, WatchersHearOfEachPieceAtOnce ) {
-  class Watcher : public PrefixXformStatus::NotifieeConst {
-   public:
-    Watcher() { hasNotificationActiveIs( true ); }
-    void onPrefixToLabelMap() override { log << "cleared "; }
-    void onPrefixToLabelMap( IpGenPrefix prefix ) override {
-      log << prefix << '=' << notifier()->prefixToLabelMap().find( prefix )->value() << ' ';
-    }
-    std::ostringstream log;
-  };
-  PrefixStage stage;
-  auto const watcher = Kiv::make<Watcher>();
-  watcher->notifierIs( stage.status );
-  stage.add( 1, "10.0.0.0/8" );
-  stage.kick();
-  stage.add( 2, "9.0.0.0/8" );
-  stage.kick();
-  stage.kick();
-  EXPECT_EQ( "10.0.0.0/8=1 cleared 9.0.0.0/8=1 10.0.0.0/8=2 ", watcher->log.str() );
-}
 
 }  // namespace
 }  // namespace Orvex

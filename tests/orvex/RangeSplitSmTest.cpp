@@ -73,13 +73,6 @@ TEST( RangeSplitSm, AValueHasTheLabelOfTheSetsThatContainIt ) {
   }
 }
 
-TEST( RangeSplitSm, SetsAreCutWhereOthersBeginOrEnd ) {
-  EXPECT_EQ( "10-14=1 15-20=2 21-30=3; 1:1,2 2:2,3", cut<RangeStage>( "10-20|15-30" ) );
-  EXPECT_EQ( "1-49=1 50-50=2 51-100=1; 1:1,2 2:2", cut<RangeStage>( "1-100|50" ) );
-  EXPECT_EQ( "10-20=1 21-30=2; 1:1 2:2", cut<RangeStage>( "10-20|21-30" ) );
-  EXPECT_EQ( "0-65535=1; 1:1 2:1", cut<RangeStage>( "0-65535|0-65535" ) );
-}
-
 /// Not what the sets mean: a set is open or not, however many of its ranges are. Ranges that only touch are safe.
 TEST( RangeSplitSm, RangesOfASetThatOverlapLoseTheirTail ) {
   EXPECT_EQ( "10-19=1 20-25=1; 1:1", cut<RangeStage>( "10-30 20-25" ) );

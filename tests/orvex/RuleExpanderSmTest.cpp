@@ -10,131 +10,15 @@ namespace Orvex {
 namespace {
 
 using Test::Expander;
-using Test::filterText;
 using Test::prefix;
 using Test::ternary;
 using Test::TraceLines;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsSupersetOf;
 using Vell::AddressFamily;
 
 constexpr auto kSuccess = StageStatusType::finishedSuccess;
 constexpr auto kFailed = StageStatusType::finishedFailed;
-
-/// The entries of a rule that stands alone.
-std::string expanded( std::string const& lists, std::string const& rule ) {
-  Expander expander;
-  expander.lists( lists );
-  expander.rule( "a", 10, rule );
-  EXPECT_EQ( kSuccess, expander.kick() );
-  return expander.entries( "a", 10 );
-}
-
-// One rule
-
-TEST( RuleExpander, ARuleIsTheCrossProductOfItsLists ) {
-  std::string const lists = "source 1: 01** 1000; destination 1: 0000; destination 2: 0011 11**; proto 1: 0110 1001";
-  EXPECT_EQ( "any", expanded( lists, "" ) );
-  EXPECT_EQ( "destination 0000", expanded( lists, "destination 1" ) );
-  EXPECT_EQ( "source 01** destination 0000 | source 1000 destination 0000",
-             expanded( lists, "source 1 destination 1" ) );
-  EXPECT_EQ(
-      "destination 0011 proto 0110 | destination 0011 proto 1001 | "
-      "destination 11** proto 0110 | destination 11** proto 1001",
-      expanded( lists, "destination 2 proto 1" ) );
-}
-
-TEST( RuleExpander, PortsIcmpTypesAndFlagsDemandTheHeadFragmentToo ) {
-  std::vector<std::pair<std::string, std::string>> const fields = {
-      { "source 1", "source 01*0" },
-      { "destination 1", "destination 01*0" },
-      { "sport 1", "sport 01*0 headFragment 1" },
-      { "dport 1", "dport 01*0 headFragment 1" },
-      { "icmp 1", "icmpType 01*0 headFragment 1" },
-      { "proto 1", "proto 01*0" },
-      { "length 1", "length 01*0" },
-      { "fragment 1", "fragment 01*0" },
-      { "dscp 1", "dscp 01*0" },
-      { "ttl 1", "ttl 01*0" },
-      { "init", "headFragment 1 tcpFlag ***0**1*" },
-      { "established", "headFragment 1 tcpFlag *****1** | headFragment 1 tcpFlag ***1****" } };
-  for ( auto const& [rule, want] : fields )
-    EXPECT_EQ( want, expanded( rule == "init" || rule == "established" ? "" : rule + ": 01*0", rule ) );
-}
-
-TEST( RuleExpander, EstablishedAndInitTogetherMeanInit ) {
-  EXPECT_EQ( "source 0001 headFragment 1 tcpFlag ***0**1* | source 0010 headFragment 1 tcpFlag ***0**1*",
-             expanded( "source 1: 0001 0010", "source 1 established init" ) );
-}
-
-TEST( RuleExpander, AnEntryThatMatchesEveryLabelOfAPortStillDemandsTheHeadFragment ) {
-  EXPECT_EQ( "headFragment 1", expanded( "dport 1: ****", "dport 1" ) );
-}
-
-TEST( RuleExpander, AllFieldsTogetherStayInTheirOrder ) {
-  EXPECT_EQ(
-      "source 0001 destination 0010 sport 0011 dport 0100 icmpType 0101 proto 0110 length 0111 fragment 1000 "
-      "dscp 1001 ttl 1010 headFragment 1 tcpFlag ***0**1*",
-      expanded( "source 1: 0001; destination 2: 0010; sport 3: 0011; dport 4: 0100; icmp 5: 0101; proto 6: 0110; "
-                "length 7: 0111; fragment 8: 1000; dscp 9: 1001; ttl 10: 1010",
-                "source 1 destination 2 sport 3 dport 4 icmp 5 proto 6 length 7 fragment 8 dscp 9 ttl 10 init" ) );
-}
-
-// Combinations
-
-TEST( RuleExpander, ACombinationTakesThePlaceOfBothLists ) {
-  for ( auto const af : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
-    SCOPED_TRACE( Kiv::stringValue( af ) );
-    bool const four = af == AddressFamily::ipv4;
-    Expander expander;
-    expander.acl( "a", af );
-    expander.lists( std::string( four ? "ipv4SrcDstPrefix 7" : "ipv6SrcDstPrefix 7" ) +
-                    ": 0101 1***; srcDstL4Port 7: 0011" );
-    expander.combine( four ? ComboLabelSetType::ipv4SrcDstPrefix : ComboLabelSetType::ipv6SrcDstPrefix, 1, 2, 7 );
-    expander.combine( ComboLabelSetType::srcDstL4Port, 3, 4, 7 );
-    expander.rule( "a", 10, "source 1 destination 2 sport 3 dport 4" );  // none of them has a list of its own
-    EXPECT_EQ( kSuccess, expander.kick() );
-    EXPECT_EQ( "prefixCombo 0101 portCombo 0011 headFragment 1 | prefixCombo 1*** portCombo 0011 headFragment 1",
-               expander.entries( "a", 10 ) );
-  }
-}
-
-TEST( RuleExpander, APairThatIsNotCombinedTakesTheListsOfItsOwnFamily ) {
-  Expander expander;
-  expander.lists(
-      "source 1: 0001; destination 1: 0010; source6 1: 0100; destination6 1: 1000; sport 1: 0001; dport 1: 1***" );
-  // Combinations of other pairs, and of the other family.
-  expander.combine( ComboLabelSetType::ipv4SrcDstPrefix, 1, 2, 7 );
-  expander.combine( ComboLabelSetType::ipv4SrcDstPrefix, 2, 1, 7 );
-  expander.combine( ComboLabelSetType::srcDstL4Port, 2, 1, 7 );
-  expander.acl( "six", AddressFamily::ipv6 );
-  for ( std::string const acl : { "four", "six" } ) expander.rule( acl, 10, "source 1 destination 1 sport 1 dport 1" );
-  EXPECT_EQ( kSuccess, expander.kick() );
-  EXPECT_EQ( "source 0001 destination 0010 sport 0001 dport 1*** headFragment 1", expander.entries( "four", 10 ) );
-  EXPECT_EQ( "source 0100 destination 1000 sport 0001 dport 1*** headFragment 1", expander.entries( "six", 10 ) );
-  EXPECT_TRUE( expander.output().pdAclHas( PDAclKey( AddressFamily::ipv6, "six" ) ) );
-}
-
-TEST( RuleExpander, ASideThatIsLeftOutIsNeverCombined ) {
-  Expander expander;
-  expander.lists(
-      "source 1: 0001; destination 1: 0010; sport 1: 0100; dport 1: 1000; ipv4SrcDstPrefix 7: 1111; "
-      "srcDstL4Port 7: 1111; source 0: 1010; sport 0: 1010" );
-  for ( auto const type : { ComboLabelSetType::ipv4SrcDstPrefix, ComboLabelSetType::srcDstL4Port } )
-    for ( auto const& [src, dst] : { std::pair( 0U, 0U ), std::pair( 0U, 1U ), std::pair( 1U, 0U ) } )
-      expander.combine( type, src, dst, 7 );
-  expander.rule( "a", 1, "source 0 destination 0 sport 0 dport 0" );
-  expander.rule( "a", 2, "source 1 dport 1" );
-  expander.rule( "a", 3, "destination 1 sport 1" );
-  EXPECT_EQ( kSuccess, expander.kick() );
-  EXPECT_EQ( "any", expander.entries( "a", 1 ) );
-  EXPECT_EQ( "source 0001 dport 1000 headFragment 1", expander.entries( "a", 2 ) );
-  EXPECT_EQ( "destination 0010 sport 0100 headFragment 1", expander.entries( "a", 3 ) );
-}
-
-// Several rules
 
 TEST( RuleExpander, AnEntryStaysWithTheFirstRuleOfItsAclInAscendingIndex ) {
   Expander expander;
@@ -151,28 +35,6 @@ TEST( RuleExpander, AnEntryStaysWithTheFirstRuleOfItsAclInAscendingIndex ) {
     EXPECT_EQ( "", expander.entries( acl, 30 ) );
   }
   EXPECT_EQ( 6U, expander.output().numFilters() );
-}
-
-TEST( RuleExpander, AnAclWithoutRulesHasAnEmptyCollection ) {
-  Expander expander;
-  expander.acl( "none", AddressFamily::ipv6 );
-  EXPECT_EQ( kSuccess, expander.kick() );
-  ASSERT_TRUE( expander.output().pdAclHas( PDAclKey( AddressFamily::ipv6, "none" ) ) );
-  EXPECT_TRUE( expander.rulesOf( "none" )->rule().empty() );
-}
-
-TEST( RuleExpander, EachRuleDoesItsOwnActionWithOrWithoutEntries ) {
-  Expander expander;
-  expander.lists( "source 1:" );
-  OrvexActionValue log;
-  log.logEnabled = true;
-  expander.rule( "a", 1, "" )->actionIs( log );
-  expander.rule( "a", 2, "" );
-  expander.rule( "a", 3, "source 1" )->actionIs( log );
-  EXPECT_EQ( kSuccess, expander.kick() );
-  std::vector<bool> logs;
-  for ( auto const& [index, rule] : expander.rulesOf( "a" )->rule() ) logs.push_back( rule->action() == log );
-  EXPECT_THAT( logs, ElementsAre( true, false, true ) );
 }
 
 TEST( RuleExpander, EveryKickBuildsAllAnew ) {
@@ -342,84 +204,6 @@ TEST( RuleExpander, ARuleThatMatchesNothingIsWithinEveryLimit ) {
   EXPECT_EQ( "", expander.entries( "a", 10 ) );
 }
 
-// Traces
-
-TEST( RuleExpander, TracesWhatItCombinesDropsAndMakes ) {
-  Expander expander;
-  expander.lists( "srcDstL4Port 7: 0001; proto 1: 0001 0010" );
-  expander.combine( ComboLabelSetType::srcDstL4Port, 3, 4, 7 );
-  expander.rule( "edge", 10, "sport 3 dport 4 proto 1" );
-  expander.rule( "edge", 20, "sport 3 dport 4 proto 1" );
-  TraceLines const details( 6 );
-  expander.kick();
-  auto const dropped = HasSubstr(
-      " Deduping filter with key: Value('Orvex::PDAclKey', ** {'af': ipv4, 'aclName': 'edge'}), "
-      "filter: Value('Orvex::PDAclFilter', ** {'source': " );
-  EXPECT_THAT( details.lines, ElementsAre( HasSubstr( " comboGenSetKey:7" ), HasSubstr( " comboGenSetKey:7" ), dropped,
-                                           dropped, HasSubstr( " policy: edge resulted in 2 tcam entries" ) ) );
-}
-
-TEST( RuleExpander, DumpsItsInputAndItsOutput ) {
-  Expander expander;
-  expander.lists( "source 1: 0001" );
-  expander.rule( "edge", 10, "source 1" );
-  TraceLines const dump( 9 );
-  expander.kick();
-  auto const at = [&]( std::string const& text ) {
-    auto const found = std::find_if( dump.lines.begin(), dump.lines.end(),
-                                     [&]( std::string const& line ) { return line.find( text ) != line.npos; } );
-    EXPECT_NE( dump.lines.end(), found ) << text;
-    return found;
-  };
-  std::vector<std::string> const want = { "*** Aggregator Status ***",
-                                          "*** ComboLabel Info ***",
-                                          "*** Range Encoder Status ***",
-                                          "*** Prefix Encoder Status ***",
-                                          "*** Combo Label Encoder Status ***",
-                                          "*** Rule Expander Status ***",
-                                          "aclName edge",
-                                          "..aceIndex:10" };
-  for ( std::size_t i = 1; i != want.size(); ++i ) EXPECT_LT( at( want[i - 1] ), at( want[i] ) ) << want[i];
-}
-
-// The queue
-
-TEST( RuleExpander, TheQueueReplacesEachEntryInTurn ) {
-  Expander expander;
-  auto& machine = *expander.machine;
-  PDAclFilter first, second;
-  first.source = ternary( "0001" );
-  second.source = ternary( "0010" );
-  machine.ruleFilterEnq( second );
-  machine.ruleFilterEnq( first );
-  Kiv::SortedSet<EncodedLabelWithMask> list( { ternary( "1000" ), ternary( "0100" ) } );
-  machine.buildTcamEntry( TcamFieldType::tcamFieldTypeProto, list );
-  std::vector<std::string> members;
-  std::vector<std::uint32_t> indices;
-  for ( auto const [index, filter] : machine.ruleFilter() ) {
-    members.push_back( filterText( filter ) );
-    indices.push_back( index );
-  }
-  EXPECT_THAT( members, ElementsAre( "source 0010 proto 0100", "source 0010 proto 1000", "source 0001 proto 0100",
-                                     "source 0001 proto 1000" ) );
-  EXPECT_THAT( indices, ElementsAre( 2, 3, 4, 5 ) );
-  machine.buildTcamEntry( TcamFieldType::tcamFieldTypeTtl, {} );
-  EXPECT_EQ( 0U, machine.ruleFilters() );
-}
-
-TEST( RuleExpander, EveryRuleStartsWithAnEmptyQueueAndAllIndices ) {
-  Expander expander;
-  expander.lists( "source 1: 0001 0010" );
-  for ( std::uint32_t index = 1; index <= 20; ++index ) expander.rule( "a", index, "source 1" );
-  expander.rule( "a", 21, "" );
-  expander.machine->ruleFilterEnq( PDAclFilter() );  // left over
-  EXPECT_EQ( kSuccess, expander.kick() );
-  EXPECT_EQ( "source 0001 | source 0010", expander.entries( "a", 1 ) );
-  EXPECT_EQ( 0U, expander.machine->ruleFilters() );
-  expander.machine->ruleFilterEnq( PDAclFilter() );
-  EXPECT_EQ( 1U, expander.machine->ruleFilter().begin().index() );  // 0 was the last rule's only entry
-}
-
 TEST( RuleExpanderDeathTest, BrokenInvariantsStopTheProcess ) {
   Expander expander;
   Kiv::SortedSet<EncodedLabelWithMask> const list( { ternary( "0001" ) } );
@@ -429,18 +213,6 @@ TEST( RuleExpanderDeathTest, BrokenInvariantsStopTheProcess ) {
     EXPECT_DEATH( expander.machine->buildTcamEntry( type, list ), "false && \"Invalid tcam field\"" );
   expander.acl( "a", static_cast<AddressFamily>( 2 ) );
   EXPECT_DEATH( expander.kick(), "af == Vell::ipv4\\(\\) \\|\\| af == Vell::ipv6\\(\\)" );
-}
-
-TEST( RuleExpanderDeathTest, NobodyElseMayFillTheQueueDuringAKick ) {
-  Expander expander;
-  expander.lists( "srcDstL4Port 7: 0001" );
-  expander.combine( ComboLabelSetType::srcDstL4Port, 3, 4, 7 );
-  expander.rule( "edge", 10, "sport 3 dport 4" );
-  Kiv::Trace::levelIs( 6 );
-  Kiv::Trace::sinkIs( [&]( Kiv::TraceLine const& ) { expander.machine->ruleFilterEnq( PDAclFilter() ); } );
-  EXPECT_DEATH( expander.kick(), "ruleFilters\\(\\) == 0" );
-  Kiv::Trace::sinkIs( {} );
-  Kiv::Trace::levelIs( 0 );
 }
 
 }  // namespace

@@ -95,12 +95,6 @@ class StageController : public testing::Test {
   Kiv::Ptr<OrvexStageControllerSm> controller;
 };
 
-TEST_F( StageController, StartUpKicksNothing ) {
-  EXPECT_THAT( run(), IsEmpty() );
-  EXPECT_EQ( init, status->status() );
-  EXPECT_EQ( OrvexActiveStage::stageInit, controller->activeStage() );
-}
-
 TEST_F( StageController, AKickWalksEveryStageInOrder ) {
   kick();
   EXPECT_EQ( inProgress, status->status() );
@@ -109,27 +103,6 @@ TEST_F( StageController, AKickWalksEveryStageInOrder ) {
   EXPECT_EQ( lastKickTime, status->kickTime() );
   EXPECT_EQ( OrvexActiveStage::stageInit, controller->activeStage() );
   for ( auto const& [name, each] : stage ) EXPECT_EQ( lastKickTime, each->status()->kickTime() ) << name;
-}
-
-TEST_F( StageController, TransitionsAreTraced ) {
-  TraceLines const traces( 4 );
-  kick();
-  run();
-  ASSERT_EQ( 22U, traces.lines.size() );
-  EXPECT_EQ( "[7] Ready to transit out of stageInit", traces.lines[0] );
-  EXPECT_EQ( "[7] Transited from stageInit to stageAggregator", traces.lines[1] );
-  EXPECT_EQ( "[7] Transited from stageComboLabelResolver to stageComboLabelSplit", traces.lines[9] );
-  EXPECT_EQ( "[7] Transited from stageLoader to stageInit", traces.lines[21] );
-}
-
-TEST_F( StageController, ManyStatusChangesBeforeAServiceLeadToOneReview ) {
-  kick();
-  wheel->service();
-  EXPECT_THAT( log, ElementsAre( "aggregator", "prefixXform", "prefixXform2" ) );
-  TraceLines const traces( 8 );
-  EXPECT_EQ( 1U, wheel->service() );
-  EXPECT_EQ( 1, std::count( traces.lines.begin(), traces.lines.end(), "OrvexStageControllerSm(7)::doReview" ) );
-  EXPECT_EQ( OrvexActiveStage::stageRangeSplit, controller->activeStage() );
 }
 
 TEST_F( StageController, AFailureEndsTheKickAndNamesTheStage ) {
@@ -207,43 +180,11 @@ TEST_F( StageController, ACancelEndsTheKickAtTheNextReview ) {
   EXPECT_EQ( "aggregator", runAndFirst() );
 }
 
-TEST_F( StageController, ACancelThatComesWithATransitionEndsTheKickThere ) {
-  kick();
-  TraceLines const traces( 4 );
-  controller->activeStageIs( OrvexActiveStage::stageInit );
-  config->kickRequestIs( OrvexKickRequest::orvexCancel );  // no new kick time: the kick under way sees it
-  run();
-  EXPECT_EQ( cancelled, status->status() );
-  EXPECT_THAT( traces.lines, ElementsAre( "[7] This round of orvex kick is cancelled" ) );
-}
-
 TEST_F( StageController, AnIdleCancelPassesThroughInProgress ) {
   kick( OrvexKickRequest::orvexCancel );
   EXPECT_EQ( inProgress, status->status() );
   run();
   EXPECT_EQ( cancelled, status->status() );
-}
-
-TEST_F( StageController, ANewStartAbandonsTheRunningKick ) {
-  stage["rangeSplit2"]->result = inProgress;
-  kick();
-  run();
-  stage["rangeSplit2"]->result = finishedSuccess;
-  kick();
-  EXPECT_EQ( passTo( "loader" ), run() );
-  EXPECT_EQ( finishedSuccess, status->status() );
-  EXPECT_EQ( lastKickTime, status->kickTime() );
-}
-
-TEST_F( StageController, AStageMayStartANewerKickWhileItIsKicked ) {
-  stage["prefixXform"]->react = [this] { kick(); };
-  kick();
-  Pass want = { "aggregator", "prefixXform", "aggregator", "prefixXform2" };
-  Pass const second = passTo( "loader" );
-  want.insert( want.end(), second.begin() + 1, second.end() );
-  EXPECT_EQ( want, run() );
-  EXPECT_EQ( finishedSuccess, status->status() );
-  EXPECT_EQ( lastKickTime, status->kickTime() );
 }
 
 TEST_F( StageController, AKickOvertakenAtItsEndReportsNoSuccess ) {
@@ -331,38 +272,6 @@ TEST_F( StageController, AKickStartedByWhoeverHearsOfTheFailedStageRuns ) {
   EXPECT_EQ( 2, lastKickTime );
   EXPECT_EQ( lastKickTime, status->kickTime() );
   EXPECT_EQ( finishedSuccess, status->status() );
-}
-
-TEST_F( StageController, WithoutItsConfigItDoesNothing ) {
-  stage["aggregator"]->result = inProgress;
-  kick();
-  controller->configDel();
-  stage["aggregator"]->doSetStatus( finishedSuccess );
-  EXPECT_EQ( passTo( "aggregator" ), run() );
-  EXPECT_EQ( inProgress, status->status() );
-  stage["aggregator"]->result = finishedSuccess;
-  kick();
-  EXPECT_THAT( run(), IsEmpty() );
-  controller->configIs( config );
-  EXPECT_EQ( passTo( "loader" ), run() );
-  EXPECT_EQ( finishedSuccess, status->status() );
-}
-
-TEST_F( StageController, ACancelOfAKickThatIsNotInProgressIsFatal ) {
-  class Spoiler : public StageStatus::NotifieeConst {
-   public:
-    Spoiler() { hasNotificationActiveIs( true ); }
-    void onStatus() override { const_cast<StageStatus&>( *notifier() ).statusIs( init ); }
-  };
-  auto const spoiler = Kiv::make<Spoiler>();
-  spoiler->notifierIs( status );
-  EXPECT_DEATH( kick( OrvexKickRequest::orvexCancel ), "status\\(\\)->status\\(\\) == inProgress_" );
-}
-
-TEST_F( StageController, UnknownStageIsFatal ) {
-  kick();
-  controller->activeStageIs( static_cast<OrvexActiveStage>( 11 ) );
-  EXPECT_DEATH( run(), "false && \"unknown stage\"" );
 }
 
 }  // namespace

@@ -3,12 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "orvex/TestStages.h"
-
 namespace Orvex {
 namespace {
-
-using Test::TestStage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -46,32 +42,6 @@ TEST_F( StageSmTest, AKickTimeIsInPlaceBeforeItsStatus ) {
   config->kickTimeIs( 5 );
   EXPECT_THAT( log->lines,
                ElementsAre( "kickTime: init for 5", "status: inProgress for 5", "status: finishedSuccess for 5" ) );
-}
-
-TEST_F( StageSmTest, AnEqualFinalStatusReachesItsKickerWithEveryKick ) {
-  std::vector<std::string> log;
-  auto const stage = Kiv::make<TestStage>( "a", log );
-  stage->hasNotificationActiveIs( true );
-  auto const statusLog = Kiv::make<StatusLog>( stage->status() );
-  stage->kicker()->kickTimeIs( 1 );
-  statusLog->lines.clear();
-  stage->kicker()->kickTimeIs( 2 );
-  EXPECT_THAT( statusLog->lines, ElementsAre( "kickTime: finishedSuccess for 2", "status: inProgress for 2",
-                                              "status: finishedSuccess for 2" ) );
-}
-
-TEST_F( StageSmTest, ASecondKickStartsTheWorkAgainAndTheNewestTimeCounts ) {
-  std::vector<std::string> log;
-  auto const stage = Kiv::make<TestStage>( "a", log );
-  stage->result = StageStatusType::inProgress;
-  stage->kicker()->kickTimeIs( 1 );
-  EXPECT_THAT( log, IsEmpty() );
-  stage->hasNotificationActiveIs( true );
-  stage->kicker()->kickTimeIs( 2 );
-  stage->kicker()->kickTimeIs( 3 );
-  EXPECT_THAT( log, ElementsAre( "a", "a" ) );
-  EXPECT_EQ( StageStatusType::inProgress, stage->status()->status() );
-  EXPECT_EQ( 3, stage->status()->kickTime() );
 }
 
 TEST_F( StageSmTest, BindingToAnotherConfigIsAKickAlsoWithTheSameTime ) {

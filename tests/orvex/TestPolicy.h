@@ -3,7 +3,8 @@
 /// Policies in short notation:
 ///
 ///     prefixes( "10.0.0.0/8 !10.1.0.0/16" )        a list; "!" stands before what it leaves out
-///     ranges( "80 443-445" )                       80-80 and 443-445
+///     prefixesIn( "10.0.0.0/8 !10.1.0.0/16" )      the same, in two vectors
+///     numberRangesIn( "80 443-445" )               80-80 and 443-445
 ///     match( filter, "source 10.0.0.0/8; dport 80 443-445; established" )
 ///     rule( acl, 10, "web", "dport 80 443" )       a rule of that name at that place; "" matches everything
 
@@ -16,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Orvex/OrvexAclTypes.h"
 #include "Orvex/OrvexGenSetValues.h"
@@ -26,25 +28,43 @@ using NumberRange = std::pair<std::uint32_t, std::uint32_t>;
 
 inline Vell::IpGenPrefix prefix( std::string_view text ) { return Kiv::strepToValue<Vell::IpGenPrefix>( text ); }
 
+inline std::vector<std::string> split( std::string const& text, char separator ) {
+  std::vector<std::string> parts;
+  std::istringstream in( text );
+  for ( std::string part; std::getline( in, part, separator ); )
+    if ( !part.empty() ) parts.push_back( part );
+  return parts;
+}
+
+struct Prefixes {
+  std::vector<Vell::IpGenPrefix> own;
+  std::vector<Vell::IpGenPrefix> excepted;
+};
+
+inline Prefixes prefixesIn( std::string const& text ) {
+  Prefixes result;
+  for ( std::string const& word : split( text, ' ' ) )
+    if ( word[0] == '!' )
+      result.excepted.push_back( prefix( word.substr( 1 ) ) );
+    else
+      result.own.push_back( prefix( word ) );
+  return result;
+}
+
 inline Kiv::Ptr<IpPrefixList> prefixes( std::string const& text ) {
   auto const list = Kiv::make<IpPrefixList>();
-  std::istringstream words( text );
-  for ( std::string word; words >> word; ) {
-    if ( word[0] == '!' )
-      list->exceptAddrIs( prefix( word.substr( 1 ) ) );
-    else
-      list->addrIs( prefix( word ) );
-  }
+  Prefixes const content = prefixesIn( text );
+  for ( auto const& each : content.own ) list->addrIs( each );
+  for ( auto const& each : content.excepted ) list->exceptAddrIs( each );
   return list;
 }
 
-inline std::set<NumberRange> ranges( std::string const& text ) {
-  std::set<NumberRange> all;
-  std::istringstream words( text );
-  for ( std::string word; words >> word; ) {
-    auto const dash = word.find( '-' );
+inline std::vector<NumberRange> numberRangesIn( std::string const& text ) {
+  std::vector<NumberRange> all;
+  for ( std::string const& word : split( text, ' ' ) ) {
+    auto const ends = split( word, '-' );
     auto const number = []( std::string const& digits ) { return static_cast<std::uint32_t>( std::stoul( digits ) ); };
-    all.emplace( number( word.substr( 0, dash ) ), number( word.substr( dash == word.npos ? 0 : dash + 1 ) ) );
+    all.emplace_back( number( ends.front() ), number( ends.back() ) );
   }
   return all;
 }
@@ -126,7 +146,7 @@ inline void match( RuleFilter& filter, std::string const& text ) {
     else {
       auto const* const known = std::find( std::begin( kRangeFields ), std::end( kRangeFields ), field );
       if ( known == std::end( kRangeFields ) ) throw std::logic_error( "no field " + field );
-      for ( NumberRange const& range : ranges( values ) )
+      for ( NumberRange const& range : numberRangesIn( values ) )
         addRange( filter, static_cast<RangeSetType>( known - std::begin( kRangeFields ) ), range );
     }
   }

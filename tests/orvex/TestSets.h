@@ -14,41 +14,15 @@
 #include "Orvex/OrvexComboLabelSplitSm.h"
 #include "Orvex/OrvexPrefixXformSm.h"
 #include "Orvex/OrvexRangeSplitSm.h"
+#include "orvex/TestPolicy.h"
 
 namespace Orvex::Test {
-
-inline std::vector<std::string> split( std::string const& text, char separator ) {
-  std::vector<std::string> parts;
-  std::istringstream in( text );
-  for ( std::string part; std::getline( in, part, separator ); )
-    if ( !part.empty() ) parts.push_back( part );
-  return parts;
-}
-
-struct Prefixes {
-  std::vector<Vell::IpGenPrefix> own;
-  std::vector<Vell::IpGenPrefix> excepted;
-};
-
-/// "10.0.0.0/8 !10.1.0.0/16": an excepted prefix stands behind a '!'.
-inline Prefixes prefixesIn( std::string const& text ) {
-  Prefixes result;
-  for ( std::string const& word : split( text, ' ' ) )
-    if ( word[0] == '!' )
-      result.excepted.push_back( Kiv::strepToValue<Vell::IpGenPrefix>( word.substr( 1 ) ) );
-    else
-      result.own.push_back( Kiv::strepToValue<Vell::IpGenPrefix>( word ) );
-  return result;
-}
 
 /// "10-20 30"
 inline std::vector<RangeSetElem> rangesIn( std::string const& text ) {
   std::vector<RangeSetElem> result;
-  for ( std::string const& word : split( text, ' ' ) ) {
-    auto const ends = split( word, '-' );
-    result.emplace_back( static_cast<std::uint16_t>( std::stoi( ends.front() ) ),
-                         static_cast<std::uint16_t>( std::stoi( ends.back() ) ) );
-  }
+  for ( auto const& [first, last] : numberRangesIn( text ) )
+    result.emplace_back( static_cast<std::uint16_t>( first ), static_cast<std::uint16_t>( last ) );
   return result;
 }
 

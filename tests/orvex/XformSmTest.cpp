@@ -90,14 +90,5 @@ TEST( PrefixXformSm, AChipWithoutAnEntryForThePrefixSpaceIsFatal ) {
   EXPECT_DEATH( stage.kick(), "hwCapability\\(\\)->prefixEncodingAttrHas\\( key\\(\\) \\)" );
 }
 
-TEST( EncodingAttr, AWidthOverSixteenIsRefusedAlsoWhereItsLowBitsAreNot ) {
-  for ( std::uint32_t const width : { 17U, 256U, 65536U } ) {
-    std::string const text = "Value('Orvex::EncodingAttr', ** {'width': " + std::to_string( width ) +
-                             ", 'invalidEncValue': Value('Orvex::EncodedLabel', ** {'value': 1})})";
-    EXPECT_THROW( EncodingAttr( width, EncodedLabel( 1 ) ), Kiv::RangeException ) << width;
-    EXPECT_THROW( Kiv::strepToValue<EncodingAttr>( text ), Kiv::RangeException ) << text;
-  }
-}
-
 }  // namespace
 }  // namespace Orvex
