@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 #include <string>
 
 #include "Kiv/Exception.h"
@@ -75,40 +74,6 @@ TEST( AclConfigBuilder, EveryFieldArrives ) {
   EXPECT_TRUE( config->acl().find( "ipv4/edge" )->ruleByNameHas( "web" ) );
   EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv4/edge", 20 ).ruleFilter() ) );
   EXPECT_EQ( "20", ruleAt( *config, "ipv4/edge", 20 ).name().view() );
-}
-
-TEST( AclConfigBuilder, FamiliesStandApartAndAclsWithoutRulesStayOut ) {
-  auto const config = built(
-      { acl( "ipv4 edge", { rule( 1, "" ) } ), acl( "ipv6 edge", { rule( 1, "" ) } ), acl( "ipv6 unused", {} ) } );
-  std::set<std::string> names;
-  for ( auto at = config->acl().begin(); at; ++at ) names.emplace( at.key().view() );
-  EXPECT_EQ( ( std::set<std::string>{ "ipv4/edge", "ipv6/edge" } ), names );
-}
-
-TEST( AclConfigBuilder, AnIpv6AclWithoutPrefixesShowsItsFamilyInTheFirstRule ) {
-  auto const config =
-      built( { acl( "ipv4 a", { rule( 1, "ttl 2" ) } ), acl( "ipv6 a", { rule( 2, "ttl 1" ), rule( 1, "ttl 2" ) } ),
-               acl( "ipv6 b", { rule( 1, "source ::/0" ) } ),
-               acl( "ipv6 c", { rule( 1, "" ), rule( 2, "destination 2001:db8::/32" ) } ) } );
-  EXPECT_EQ( "ttl 2", filterText( *ruleAt( *config, "ipv4/a", 1 ).ruleFilter() ) );
-  EXPECT_EQ( "source ::/0; ttl 2", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
-  EXPECT_EQ( "ttl 1", filterText( *ruleAt( *config, "ipv6/a", 2 ).ruleFilter() ) );
-  EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv6/c", 1 ).ruleFilter() ) );
-  EXPECT_EQ( ruleAt( *config, "ipv6/a", 1 ).ruleFilter()->source(),
-             ruleAt( *config, "ipv6/b", 1 ).ruleFilter()->source() );
-}
-
-TEST( AclConfigBuilder, RulesWithEqualListsShareOneObject ) {
-  auto const config = built( { acl( "ipv4 a", { rule( 1, "source 10.0.0.0/8; destination 10.0.0.0/8" ) } ),
-                               acl( "ipv4 b", { rule( 1, "source 10.0.0.0/8" ) } ) } );
-  RuleFilter const& filter = *ruleAt( *config, "ipv4/a", 1 ).ruleFilter();
-  EXPECT_EQ( filter.source(), filter.destination() );
-  EXPECT_EQ( filter.source(), ruleAt( *config, "ipv4/b", 1 ).ruleFilter()->source() );
-}
-
-TEST( AclConfigBuilder, NoListIsPresentAndEmpty ) {
-  auto const config = built( { acl( "ipv6 a", { rule( 1, "source; destination !2001:db8::/32" ) } ) } );
-  EXPECT_EQ( "source !::/0; destination !::/0", filterText( *ruleAt( *config, "ipv6/a", 1 ).ruleFilter() ) );
 }
 
 /// The library has its own way to tell a family, and ends the process over a list that is present and empty.

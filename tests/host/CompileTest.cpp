@@ -51,11 +51,24 @@ void expectWebVersionInForce( SoftwareChip const& chip ) {
   EXPECT_EQ( 0U, chip.pdStatus()->notifiees() ) << "a loader is left";
 }
 
+/// A chip that has the first version.
+struct WebChip : SoftwareChip {
+  explicit WebChip( ChipProfile profile = plainChip() ) : SoftwareChip( kChip, std::move( profile ) ) {
+    EXPECT_EQ( CompileOutcome::loaded, compile( webVersion(), *this ).outcome );
+  }
+};
+
+/// Room for one version, and not for two.
+ChipProfile narrowChip() {
+  ChipProfile profile = plainChip();
+  profile.capacities[Resource::ruleEntries] = 2;
+  return profile;
+}
+
 /// A driver that does not answer one kind of request.
-class SilentChip : public SoftwareChip {
+class SilentChip : public WebChip {
  public:
-  SilentChip( ChipProfile profile, RequestState silentAt )
-      : SoftwareChip( kChip, std::move( profile ) ), silentAt_( silentAt ) {}
+  SilentChip( ChipProfile profile, RequestState silentAt ) : WebChip( std::move( profile ) ), silentAt_( silentAt ) {}
 
   bool silent = false;
 
@@ -94,34 +107,11 @@ TEST( Compile, TheChipDecidesAsTheInterpreterOnEveryShape ) {
     }
 }
 
-TEST( Compile, ASecondVersionTakesThePlaceOfTheFirstWithItsDefaults ) {
-  SoftwareChip chip( kChip, plainChip() );
-  EXPECT_EQ( deniedByDefault(), atPort( chip, "80" ) ) << "nothing is loaded";
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
-  expectWebVersionInForce( chip );
-  auto const second = compile( mailVersion(), chip );
-  EXPECT_EQ( CompileOutcome::loaded, second.outcome );
-  EXPECT_EQ( 11U, atPort( chip, "80" ).rule );
-  EXPECT_EQ( permittedByDefault(), atPort( chip, "1" ) );
-  EXPECT_EQ( second.snapshot, chip.pdConfig()->currPDData() );
-  EXPECT_EQ( 0U, chip.pdStatus()->notifiees() );
-}
-
-TEST( Compile, AnAclWithoutRulesHasItsDefaultAndAnUnknownOneDenies ) {
-  SoftwareChip chip( kChip, plainChip() );
-  ASSERT_EQ( CompileOutcome::loaded, compile( policyOf( { acl( "ipv4 edge permit", {} ) } ), chip ).outcome );
-  EXPECT_EQ( permittedByDefault(), atPort( chip, "80" ) );
-  EXPECT_EQ( deniedByDefault(),
-             chip.lookUp( PDAclKey( Vell::AddressFamily::ipv4, "ipv4/other" ), packet( "10.0.0.1 10.0.0.2" ) ) );
-}
-
 TEST( Compile, ASecondVersionThatFitsOnlyAloneIsLoadedUnderTheBlanketPolicy ) {
   for ( HitfulPolicy const policy : { HitfulPolicy::deny, HitfulPolicy::permit } ) {
-    ChipProfile profile = plainChip();
-    profile.capacities[Resource::ruleEntries] = 2;
+    ChipProfile profile = narrowChip();
     profile.hitfulPolicy = policy;
-    SoftwareChip chip( kChip, profile );
-    EXPECT_FALSE( compile( webVersion(), chip ).hitful );
+    WebChip chip( profile );
     std::vector<Verdict> duringLoad;
     CompileOptions options;
     options.cancelled = [&] {
@@ -144,8 +134,7 @@ TEST( Compile, AVersionThatDoesNotFitIsRefusedWithWhatItWouldTake ) {
   ChipProfile profile = plainChip();
   profile.capacities[Resource::ruleEntries] = 7;
   profile.capacities[Resource::ipv4PrefixEntries] = 2;
-  SoftwareChip chip( kChip, profile );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  WebChip chip( profile );
   auto const tooLarge =
       policyOf( { acl( "ipv4 edge permit", { rule( 10, "dport 1 6 8 31" ), rule( 11, "dport 80-81" ), rule( 12, "" ),
                                              rule( 13, "source 10.0.0.0/8 11.0.0.0/8 12.0.0.0/8; dport 8 15" ) } ) } );
@@ -163,8 +152,7 @@ TEST( Compile, AVersionThatDoesNotFitIsRefusedWithWhatItWouldTake ) {
 }
 
 TEST( Compile, AVersionThatIsNotProvedIsRefusedWithTheReason ) {
-  SoftwareChip chip( kChip, plainChip() );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  WebChip chip;
   auto const inForce = chip.pdConfig()->currPDData();
   CompileOptions options;
   PDData const* asked = nullptr;
@@ -185,8 +173,7 @@ TEST( Compile, AVersionThatIsNotProvedIsRefusedWithTheReason ) {
 TEST( Compile, TooManyLabelsAreToldWithTheListsThatHaveMost ) {
   ChipProfile profile = plainChip();
   profile.prefix( kPrefixSpaces[1] ).widthBits = 2;
-  SoftwareChip chip( kChip, profile );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  WebChip chip( profile );
   std::vector<Rule> const rules = { rule( 10, "destination 10.0.0.0/8 12.0.0.0/8" ),
                                     rule( 20, "destination 10.1.0.0/16" ), rule( 30, "destination 11.0.0.0/8" ),
                                     rule( 40, "destination 13.0.0.0/8" ) };
@@ -216,34 +203,31 @@ TEST( Compile, AFailureBehindAMemberThatIsOffIsFound ) {
     EXPECT_EQ( Stage::stageRangeSplit, result.stage );
     EXPECT_THAT( result.message, HasSubstr( name + " needs 2 labels, and 1 bits have 1" ) );
   }
-  for ( ComboLabelSetType const type : kCombos ) {
+  struct {
+    ComboLabelSetType type;
+    char const* acl;
+    char const* first;
+    char const* second;
+  } const combos[] = {
+      { ComboLabelSetType::ipv4SrcDstPrefix, "ipv4 edge", "source 10.0.0.0/8; destination 10.0.0.0/8",
+        "source 11.0.0.0/8; destination 11.0.0.0/8" },
+      { ComboLabelSetType::ipv6SrcDstPrefix, "ipv6 edge", "source 2001:db8::/32; destination 2001:db8::/32",
+        "source 2001:db9::/32; destination 2001:db9::/32" },
+      { ComboLabelSetType::srcDstL4Port, "ipv4 edge", "sport 1; dport 1", "sport 4; dport 4" } };
+  for ( auto const& each : combos ) {
     ChipProfile profile = chipShapes()[1];
-    profile.combo( type ).widthBits = 1;
+    profile.combo( each.type ).widthBits = 1;
     SoftwareChip chip( kChip, profile );
-    bool const ipv6 = type == ComboLabelSetType::ipv6SrcDstPrefix;
-    bool const ports = type == ComboLabelSetType::srcDstL4Port;
-    auto const both = [&]( std::uint32_t index, std::string const& value ) {
-      std::string const source = ports ? "sport " : "source ";
-      return rule( index, source + value + "; " + ( ports ? "dport " : "destination " ) + value );
-    };
     auto const result =
-        compile( policyOf( { acl( ipv6 ? "ipv6 edge" : "ipv4 edge", { both( 10, ports  ? "1"
-                                                                                : ipv6 ? "2001:db8::/32"
-                                                                                       : "10.0.0.0/8" ),
-                                                                      both( 20, ports  ? "4"
-                                                                                : ipv6 ? "2001:db9::/32"
-                                                                                       : "11.0.0.0/8" ) } ) } ),
-                 chip );
+        compile( policyOf( { acl( each.acl, { rule( 10, each.first ), rule( 20, each.second ) } ) } ), chip );
     EXPECT_EQ( CompileOutcome::failed, result.outcome );
     EXPECT_EQ( Stage::stageComboLabelSplit, result.stage );
-    EXPECT_THAT( result.message, HasSubstr( tableText( type ) + " needs 2 labels, and 1 bits have 1" ) );
+    EXPECT_THAT( result.message, HasSubstr( tableText( each.type ) + " needs 2 labels, and 1 bits have 1" ) );
   }
 }
 
 TEST( Compile, ARunawayProductIsToldWithTheRulesThatCostMost ) {
-  ChipProfile profile = plainChip();
-  profile.capacities[Resource::ruleEntries] = 2;
-  SoftwareChip chip( kChip, profile );
+  SoftwareChip chip( kChip, narrowChip() );
   auto const result = compile(
       policyOf( { acl( "ipv4 edge", { rule( 10, "ttl 9" ), rule( 20, "dport 1 6 8; ttl 1 6 8" ) } ) } ), chip );
   EXPECT_EQ( CompileOutcome::failed, result.outcome );
@@ -261,7 +245,6 @@ TEST( Compile, ASilentDriverIsGivenUpAndServesTheNextVersion ) {
   for ( RequestState const at : { RequestState::acquire, RequestState::load, RequestState::revert } ) {
     SCOPED_TRACE( Kiv::stringValue( at ) );
     SilentChip chip( plainChip(), at );
-    ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
     auto const inForce = chip.pdConfig()->currPDData();
     chip.silent = true;
     CompileOptions options;
@@ -281,10 +264,7 @@ TEST( Compile, ASilentDriverIsGivenUpAndServesTheNextVersion ) {
 }
 
 TEST( Compile, ADriverThatFallsSilentUnderTheBlanketPolicyLeavesNoneInForce ) {
-  ChipProfile profile = plainChip();
-  profile.capacities[Resource::ruleEntries] = 2;
-  SilentChip chip( profile, RequestState::load );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  SilentChip chip( narrowChip(), RequestState::load );
   chip.silent = true;
   CompileOptions options;
   options.driverTimeout = std::chrono::milliseconds( 20 );
@@ -296,10 +276,7 @@ TEST( Compile, ADriverThatFallsSilentUnderTheBlanketPolicyLeavesNoneInForce ) {
 
 // The load has been made, and the end of the blanket policy is not confirmed.
 TEST( Compile, ADriverThatFallsSilentAfterTheLoadHasTheNewTableInForce ) {
-  ChipProfile profile = plainChip();
-  profile.capacities[Resource::ruleEntries] = 2;
-  SilentChip chip( profile, RequestState::load );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  SilentChip chip( narrowChip(), RequestState::load );
   CompileOptions options;
   options.driverTimeout = std::chrono::milliseconds( 20 );
   options.cancelled = [&] {
@@ -330,11 +307,8 @@ TEST( Compile, ALoadThatTheDriverConfirmsAndHasNotMadeIsNoSuccess ) {
 }
 
 TEST( Compile, ACancelAtAnyStepLeavesTheChipWithOneOfTheTwoVersions ) {
-  ChipProfile profile = plainChip();
-  profile.capacities[Resource::ruleEntries] = 2;
   for ( int step = 0;; ++step ) {
-    SoftwareChip chip( kChip, profile );
-    ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+    WebChip chip( narrowChip() );
     CompileOptions options;
     options.cancelled = [left = step]() mutable { return left-- == 0; };
     auto const result = compile( mailVersion(), chip, options );
@@ -349,8 +323,7 @@ TEST( Compile, ACancelAtAnyStepLeavesTheChipWithOneOfTheTwoVersions ) {
 }
 
 TEST( Compile, AnExceptionOfTheHostTakesTheKickBack ) {
-  SoftwareChip chip( kChip, plainChip() );
-  ASSERT_EQ( CompileOutcome::loaded, compile( webVersion(), chip ).outcome );
+  WebChip chip;
   CompileOptions options;
   options.objection = []( PDData const& ) -> std::optional<std::string> { throw std::runtime_error( "no memory" ); };
   EXPECT_THROW( compile( mailVersion(), chip, options ), std::runtime_error );

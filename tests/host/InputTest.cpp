@@ -52,15 +52,6 @@ TEST( SourceFile, LinesEndWithLfOrCrlfAndTheLastMayHaveNoEnd ) {
   EXPECT_EQ( 0U, file( "" )->lineCount() );
 }
 
-TEST( SourceFile, PlacesCountCharactersAndNotBytes ) {
-  auto const text = file( "\xEF\xBB\xBFone\nä€ two" );
-  auto const place = text->placeOf( text->text().substr( text->text().find( "two" ), 3 ) );
-  EXPECT_EQ( 2U, place.line );
-  EXPECT_EQ( 4U, place.column );
-  EXPECT_EQ( 3U, place.length );
-  EXPECT_EQ( 7U, text->placeOf( text->text().substr( text->text().size() ) ).column );
-}
-
 TEST( SourceFile, ReportsTheFirstByteOfEachLineThatIsNotText ) {
   struct {
     char const* want;

@@ -9,7 +9,6 @@
 namespace Orvex::Host::Test {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 

@@ -19,20 +19,6 @@ namespace {
 
 constexpr char kIpv4[] = "10.1.2.3 192.0.2.1";
 
-/// "match" for each packet that the rule matches, "-" for the others.
-std::string outcomes( std::string const& ruleText, std::vector<std::string> const& packets ) {
-  Policy const policy = normalised( { { acl( "ipv4 edge", { rule( 2, ruleText ) } ) } } );
-  std::string text;
-  for ( std::string const& each : packets ) text += interpret( policy.acls[0], packet( each ) ).rule ? "match " : "- ";
-  return text;
-}
-
-std::string outcomes( std::string const& ruleText, std::string const& field, std::vector<std::string> const& values ) {
-  std::vector<std::string> packets;
-  for ( std::string const& value : values ) packets.push_back( std::string( kIpv4 ) + "; " + field + " " + value );
-  return outcomes( ruleText, packets );
-}
-
 }  // namespace
 
 TEST( Interpreter, TheFirstRuleThatMatchesDecidesAndTheDefaultDecidesTheRest ) {
@@ -50,59 +36,6 @@ TEST( Interpreter, TheFirstRuleThatMatchesDecidesAndTheDefaultDecidesTheRest ) {
   EXPECT_EQ( "11 deny", verdict( "a", "3" ) );
   EXPECT_EQ( "miss deny", verdict( "a", "4" ) );
   EXPECT_EQ( "miss permit", verdict( "b", "1" ) );
-}
-
-TEST( Interpreter, TheLongestPrefixOfEitherKindDecidesAboutAnAddress ) {
-  std::vector<std::string> const packets = { "9.9.9.9 0.0.0.0", "10.9.9.9 0.0.0.0", "10.1.9.9 0.0.0.0",
-                                             "10.1.2.9 0.0.0.0" };
-  struct {
-    char const* want;
-    char const* rule;
-  } const cases[] = {
-      { "match match match match ", "" },
-      { "- match match match ", "source 10.0.0.0/8" },
-      { "- match - - ", "source 10.0.0.0/8 !10.1.0.0/16" },
-      { "- match - match ", "source 10.0.0.0/8 !10.1.0.0/16 10.1.2.0/24" },
-      { "- match match match ", "source 10.0.0.0/8 !10.0.0.0/8" },
-      { "- - match match ", "source !10.0.0.0/8 10.1.0.0/16" },
-      { "match - match match ", "source 0.0.0.0/0 !10.0.0.0/8 10.1.0.0/16" },
-      { "- - - - ", "source !10.0.0.0/8" },
-      { "- - - - ", "source" },
-      { "- - - - ", "destination 10.0.0.0/8" },
-  };
-  for ( auto const& [want, text] : cases ) EXPECT_EQ( want, outcomes( text, packets ) ) << text;
-}
-
-TEST( Interpreter, RangesIncludeTheirEnds ) {
-  EXPECT_EQ( "- match match - match match ",
-             outcomes( "dport 80-90 65000-65535", "dport", { "79", "80", "90", "91", "65000", "65535" } ) );
-}
-
-TEST( Interpreter, PortsIcmpTypeAndTcpFlagsMatchInTheHeadFragmentOnly ) {
-  std::vector<std::string> const fragments = { "0", "1", "8191" };
-  for ( char const* const text : { "sport 0", "dport 0-10", "icmpType 0", "dport 0; fragment 0-1" } )
-    EXPECT_EQ( "match - - ", outcomes( text, "fragment", fragments ) ) << text;
-  EXPECT_EQ( "match - - ", outcomes( "init", "tcpFlags 2; fragment", fragments ) );
-  EXPECT_EQ( "match - - ", outcomes( "established", "tcpFlags 16; fragment", fragments ) );
-  for ( char const* const text :
-        { "", "proto 0", "length 0", "dscp 0", "ttl 0", "dport 0-65535", "source 10.0.0.0/8" } )
-    EXPECT_EQ( "match match match ", outcomes( text, "fragment", fragments ) ) << text;
-  EXPECT_EQ( "- match match ", outcomes( "fragment 1-8191", "fragment", fragments ) );
-}
-
-TEST( Interpreter, InitIsSynWithoutAckAndEstablishedIsAckOrRst ) {
-  constexpr std::uint32_t kFin = 1, kSyn = 2, kRst = 4, kAck = 16;
-  std::vector<std::string> flags;
-  for ( std::uint32_t const each : { 0U, kFin, kSyn, kSyn | kFin, kSyn | kAck, kAck, kRst, kRst | kSyn } )
-    flags.push_back( std::to_string( each ) );
-  EXPECT_EQ( "- - match match - - - match ", outcomes( "init", "tcpFlags", flags ) );
-  EXPECT_EQ( "- - - - match match match match ", outcomes( "established", "tcpFlags", flags ) );
-  EXPECT_EQ( "- - match match - - - match ", outcomes( "init; established", "tcpFlags", flags ) );
-}
-
-TEST( Interpreter, AFieldThatThePacketDoesNotHaveIsZero ) {
-  EXPECT_EQ( "match ", outcomes( "sport 0; proto 0; ttl 0", { kIpv4 } ) );
-  EXPECT_EQ( "- ", outcomes( "sport 1-65535", { kIpv4 } ) );
 }
 
 TEST( Interpreter, QuestionsWithoutAnswerAreRefused ) {

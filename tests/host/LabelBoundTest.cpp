@@ -1,6 +1,5 @@
 #include "pipeline/LabelBound.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "RandomPolicy.h"

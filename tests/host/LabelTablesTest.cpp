@@ -59,18 +59,6 @@ TEST( AddressTable, GivesTheLabelOfTheLongestPrefix ) {
     }
 }
 
-TEST( ValueTable, GivesTheLabelOfTheRangeThatHoldsAValue ) {
-  auto const ranges = Kiv::make<PDRangeXformEntryColl>();
-  ranges->entryIs( { RangeSetElem( 0, 0 ), EncodedLabel( 1 ) } );
-  ranges->entryIs( { RangeSetElem( 80, 443 ), EncodedLabel( 2 ) } );
-  ranges->entryIs( { RangeSetElem( 65535, 65535 ), EncodedLabel( 3 ) } );
-  ValueTable const table( *ranges, 65535, 7 );
-  std::pair<std::uint32_t, std::uint16_t> const cases[] = { { 0, 1 },   { 1, 7 },   { 79, 7 },    { 80, 2 },
-                                                            { 443, 2 }, { 444, 7 }, { 65534, 7 }, { 65535, 3 } };
-  for ( auto const& [value, label] : cases ) EXPECT_EQ( label, table.labelOf( value ) ) << value;
-  EXPECT_EQ( 5000, ValueTable().labelOf( 5000 ) );
-}
-
 TEST( PairTable, GivesTheLabelOfAPair ) {
   auto const pairs = Kiv::make<PDComboEntryColl>();
   for ( std::uint16_t source = 0; source != 300; source = static_cast<std::uint16_t>( source + 2 ) )

@@ -1,6 +1,5 @@
 #include "policy/Lint.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "RandomPolicy.h"
@@ -53,21 +52,6 @@ TEST( Lint, WarnsOfRulesThatAnEarlierRuleCoversWhole ) {
       { false, "permit ip any any\n permit ip none any" },
   };
   for ( auto const& [want, from] : cases ) EXPECT_EQ( want ? shadowed : "", problems( from ) ) << from;
-}
-
-TEST( Lint, SeesShadowsThroughLists ) {
-  std::string const lists =
-      "ip prefix-list most\n any\n except 10.0.0.0/8\n 10.1.0.0/16\nip prefix-list two\n 10.1.1.0/24\n 11.0.0.0/8\n"
-      "ip prefix-list three\n list two\n 10.2.0.0/16\n";
-  auto const found = [&]( std::string const& first, std::string const& second ) {
-    return !problems( " permit ip " + first + " any\n deny ip " + second + " any\n" + lists ).empty();
-  };
-  EXPECT_TRUE( found( "prefix-list most", "prefix-list two" ) );
-  EXPECT_TRUE( found( "prefix-list three", "prefix-list two" ) );
-  EXPECT_TRUE( found( "prefix-list most", "host 10.1.2.3" ) );
-  EXPECT_FALSE( found( "prefix-list most", "prefix-list three" ) );
-  EXPECT_FALSE( found( "prefix-list two", "prefix-list three" ) );
-  EXPECT_FALSE( found( "prefix-list most", "host 10.2.2.3" ) );
 }
 
 TEST( Lint, WarnsOfDeniesWhoseLaterFragmentsGetThrough ) {

@@ -1,7 +1,6 @@
 #include "packets/PacketDecoder.h"
 
-#include <gmock/gmock.h>
-
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -250,37 +250,20 @@ void writeCapture( std::string const& path, std::uint32_t linkNumber, Frames con
 /// By the names of tshark's fields; those that it does not show are not there.
 using Shown = std::map<std::string, std::string>;
 
-std::vector<std::string> const kShownFields = { "ip.src",
-                                                "ip.dst",
-                                                "ip.len",
-                                                "ip.proto",
-                                                "ip.frag_offset",
-                                                "ip.dsfield.dscp",
-                                                "ip.ttl",
-                                                "ipv6.src",
-                                                "ipv6.dst",
-                                                "ipv6.plen",
-                                                "ipv6.tclass.dscp",
-                                                "ipv6.hlim",
-                                                "ipv6.nxt",
-                                                "ipv6.hopopts.nxt",
-                                                "ipv6.routing.nxt",
-                                                "ipv6.fraghdr.nxt",
-                                                "ah.next_header",
-                                                "ipv6.dstopts.nxt",
-                                                "ipv6.fraghdr.offset",
-                                                "tcp.srcport",
-                                                "tcp.dstport",
-                                                "tcp.flags",
-                                                "udp.srcport",
-                                                "udp.dstport",
-                                                "icmp.type",
-                                                "icmpv6.type" };
+std::vector<std::string> shownFields() {
+  std::istringstream names(
+      "ip.src ip.dst ip.len ip.proto ip.frag_offset ip.dsfield.dscp ip.ttl ipv6.src ipv6.dst ipv6.plen "
+      "ipv6.tclass.dscp ipv6.hlim ipv6.nxt ipv6.hopopts.nxt ipv6.routing.nxt ipv6.fraghdr.nxt ah.next_header "
+      "ipv6.dstopts.nxt ipv6.fraghdr.offset tcp.srcport tcp.dstport tcp.flags udp.srcport udp.dstport icmp.type "
+      "icmpv6.type" );
+  return { std::istream_iterator<std::string>( names ), {} };
+}
 
 std::vector<Shown> shownByTshark( std::string const& path ) {
   std::string command =
       "tshark -n -o ip.defragment:FALSE -o ipv6.defragment:FALSE -T fields -E separator=, -E occurrence=f";
-  for ( std::string const& field : kShownFields ) command += " -e " + field;
+  auto const fields = shownFields();
+  for ( std::string const& field : fields ) command += " -e " + field;
   std::unique_ptr<std::FILE, int ( * )( std::FILE* )> const pipe(
       popen( ( command + " -r '" + path + "' 2>&1" ).c_str(), "r" ), pclose );
   std::vector<Shown> frames;
@@ -290,7 +273,7 @@ std::vector<Shown> shownByTshark( std::string const& path ) {
     if ( text.str().find( "Running as user" ) == 0 ) continue;
     Shown shown;
     std::string value;
-    for ( std::string const& field : kShownFields )
+    for ( std::string const& field : fields )
       if ( std::getline( text, value, ',' ) && value.find_first_not_of( "\n" ) != std::string::npos )
         shown[field] = value;
     frames.push_back( shown );

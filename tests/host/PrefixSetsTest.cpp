@@ -29,26 +29,6 @@ std::vector<SharedPrefixList> listsOf( Acl const& acl ) {
 
 }  // namespace
 
-TEST( PrefixSets, ExceptsOfOneListCutNothingOfAnother ) {
-  struct {
-    char const* want;
-    std::vector<SharedPrefixList> from;
-  } const cases[] = {
-      { "10.0.0.0/8", { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.0.0.0/8" ) } },
-      { "10.0.0.0/8 10.1.2.0/24 !10.1.0.0/16 !10.1.2.128/25",
-        { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.1.2.0/24 !10.1.2.128/25" ) } },
-      { "10.0.0.0/8 !10.1.0.0/16",
-        { prefixes( "10.0.0.0/8 !10.1.0.0/16" ), prefixes( "10.0.0.0/8 !10.1.0.0/16 !10.2.0.0/16" ),
-          prefixes( "10.2.3.0/24 10.2.0.0/16" ) } },
-      { "0.0.0.0/0", { prefixes( "0.0.0.0/0 !10.0.0.0/8" ), prefixes( "10.0.0.0/8" ), prefixes( "10.1.0.0/16" ) } },
-      { "10.0.0.0/8", { prefixes( "10.0.0.0/8 !10.0.0.0/8" ), prefixes( "!0.0.0.0/0" ) } },
-      { "", { prefixes( "!10.0.0.0/8" ), prefixes( "" ) } },
-  };
-  for ( auto const& [want, from] : cases ) {
-    EXPECT_EQ( want, textOf( joined( from ) ) );
-  }
-}
-
 TEST( PrefixSets, MatchesWhatAnyOfTheListsMatchesByItself ) {
   for ( std::uint64_t seed = 1; seed <= 300; ++seed ) {
     SCOPED_TRACE( "seed " + std::to_string( seed ) );

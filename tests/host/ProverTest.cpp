@@ -22,8 +22,6 @@
 namespace Orvex::Host::Test {
 
 namespace {
-
-using Verify::Outcome;
 using Verify::Proof;
 
 /// The policy's own table, to be broken.

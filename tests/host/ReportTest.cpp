@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <map>
 #include <string>
 
 #include "RandomPolicy.h"

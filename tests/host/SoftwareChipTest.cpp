@@ -11,7 +11,6 @@
 namespace Orvex::Host::Test {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 namespace {
 
@@ -99,24 +98,10 @@ class SoftwareChipTest : public testing::Test {
 }  // namespace
 
 TEST_F( SoftwareChipTest, EveryStatusIsAnsweredOnceThoseOfOffTablesFirstAndIpv6RulesLast ) {
-  std::vector<std::string> const want = { "ipv4SrcDstPrefix",
-                                          "srcDstL4Port",
-                                          "srcPort",
-                                          "icmp",
-                                          "proto",
-                                          "length",
-                                          "fragment",
-                                          "dscp",
-                                          "tcpFlags",
-                                          "ipv6SrcDstPrefix",
-                                          "dstPort",
-                                          "ttl",
-                                          "ipv4 source",
-                                          "ipv4 destination",
-                                          "ipv6 source",
-                                          "ipv6 destination",
-                                          "ipv4 rules",
-                                          "ipv6 rules" };
+  std::string const want =
+      " ipv4SrcDstPrefix, srcDstL4Port, srcPort, icmp, proto, length, fragment, dscp, tcpFlags, ipv6SrcDstPrefix, "
+      "dstPort, "
+      "ttl, ipv4 source, ipv4 destination, ipv6 source, ipv6 destination, ipv4 rules, ipv6 rules,";
   publish( 10, 1 );
   announce();
   request( 1.25, RequestState::acquire );
@@ -128,7 +113,9 @@ TEST_F( SoftwareChipTest, EveryStatusIsAnsweredOnceThoseOfOffTablesFirstAndIpv6R
     request( 1.25, state );
     while ( chip.serve() ) {
     }
-    EXPECT_THAT( log->answered, ElementsAreArray( want ) ) << Kiv::stringValue( state );
+    std::string have;
+    for ( std::string const& each : log->answered ) have += " " + each + ",";
+    EXPECT_EQ( want, have ) << Kiv::stringValue( state );
     EXPECT_EQ( ResourceStatus( 1.25, response ), log->last );
   }
   chip.pdConfig()->globalAclControlIs( GlobalAclControl::denyAll );
