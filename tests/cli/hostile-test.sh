@@ -8,11 +8,8 @@ set -euo pipefail
 orvex=$1
 seconds=$2
 kib=$3
-inputs=$(dirname "$(realpath "$0")")/hostile-inputs.sh
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
+tests=$(dirname "$(realpath "$0")")
+source "$tests/checks.sh"
 runs=0
 
 # run STATUSES ARGUMENT...: the exit status is one of those given.
@@ -24,19 +21,10 @@ run() {
     ulimit -v "$kib" -t "$seconds"
     exec timeout $((10 * seconds)) "$orvex" "$@" >output 2>messages </dev/null
   ) || status=$?
-  [[ " $statuses " == *" $status "* ]] && return
-  echo "FAILED: orvex $*: exit status $status: $(head -c 500 messages)" >&2
-  failures=$((failures + 1))
+  [[ " $statuses " == *" $status "* ]] || fail "orvex $*: exit status $status: $(head -c 500 messages)"
 }
 
-# says TEXT: the last run's messages have it.
-says() {
-  grep -qF -- "$1" messages && return
-  echo "FAILED: not said: $1; but: $(head -c 500 messages)" >&2
-  failures=$((failures + 1))
-}
-
-"$inputs" .
+"$tests/hostile-inputs.sh" .
 # Chips that would take anything: one with every label, one that matches fields by value.
 chip() {
   local prefix='{"source": {"width": 16}, "destination": {"width": 16}}'
@@ -55,9 +43,9 @@ for policy in *.acl *.txt; do
   for chip in default combined chips/by-value.json chips/labels.json; do run "0 1 2" compile -q --chip "$chip" "$policy"; done
 done
 run 1 compile --chip chips/by-value.json product.acl
-says "most cost ipv4 ACL a, rule 10 (10000000000)"
+says messages "most cost ipv4 ACL a, rule 10 (10000000000)"
 run 1 compile --chip chips/labels.json all-but-one.acl
-says "pairs of labels for all rules"
+says messages "pairs of labels for all rules"
 run 0 classify -q overlaps.acl --chip chips/by-value.json --packets packets.json
 echo '{"acl": "ranges", "src": "10.0.0.1", "dst": "0.0.0.0", "sport": 7, "proto": 6}' >packet
 run 0 classify -q ranges.txt --chip chips/by-value.json --packets packet
@@ -67,7 +55,7 @@ printf 'ip access-list a\n 10 permit ip any any\n' >any.acl
 run "1 2" verify any.acl masks.snapshot
 echo "include /dev/zero" >device.acl
 run 2 check device.acl
-says "device.acl:1:9: error: /dev/zero is no regular file"
+says messages "device.acl:1:9: error: /dev/zero is no regular file"
 for file in *.json zeros.acl long-word.acl; do
   run 2 compile --chip "./$file" same-rules.acl
   run 2 verify same-rules.acl "$file"

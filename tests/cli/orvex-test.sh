@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The orvex command as its users call it: what it prints, what it writes, and how it exits.
+# The orvex command as its users call it: what it prints, what it writes, and how it exits. What the guide shows is tried
+# where the guide is (Documents.TheGuideHolds).
 #
 # Usage: orvex-test.sh ORVEX EXAMPLES
 set -euo pipefail
@@ -31,25 +32,15 @@ for arguments in "" "comple" "compile" "compile small.acl --format yaml" "classi
 done
 
 # check
-run 0 check small.acl && says output "1 ACL, 2 rules: no errors, 0 warnings"
-printf '  30 permit tpc any any\n' >>small.acl
-run 2 check small.acl && says messages 'small.acl:4:13: error: "tpc" is no protocol; did you mean "tcp"?'
-sed -i '$d' small.acl
 run 2 check missing.acl && says messages "missing.acl: error: cannot be read"
 
 # compile
-run 0 compile small.acl && says output "2 rules in 1 ACL; 2 entries" && is_empty messages
-run 0 compile small.acl --format table
-says output "rule 10: 1 source x 1 port x 1 protocol = 1 entry; plain prefix expansion 1"
-says output "10.0.0.0/8 -> "
 run 0 compile small.acl --format json -o snapshot.json && is_empty output
 python3 -m json.tool <snapshot.json >/dev/null || fail "the snapshot is no JSON"
 run 0 compile small.acl --format json
 cmp -s output snapshot.json || fail "two equal compiles differ"
 run 0 compile "$examples/edge.acl" && says output "25 rules in 2 ACLs"
 run 0 compile "$examples/datacentre.acl"
-run 0 compile small.acl --chip all
-[ "$(wc -l <output)" -ge 4 ] || fail "--chip all has too few lines"
 
 # Placements. The nested one is at least as good in every table of the example, and the profile's choice can be overridden.
 run 0 compile "$examples/datacentre.acl" --compare-placements && says output "plain" && says output "costOrder"
@@ -61,13 +52,11 @@ cmp -s output cost-order.json || fail "--placement costOrder is not what the chi
 run 2 compile small.acl --compare-placements --placement nested
 
 says_loaded() { says output "loaded into chip default" && says output "proved equal to the policy"; }
-run 0 compile small.acl && says_loaded
+run 0 compile small.acl && says_loaded && is_empty messages
 run 0 compile small.acl --no-verify && says output "not loaded into chip default" && says messages "not proved"
 
 # verify
 run 0 verify small.acl snapshot.json && says output "equal: 2 rules with 2 entries"
-sed 's/"drop": false/"drop": true/' snapshot.json >wrong.json
-run 1 verify small.acl wrong.json && says output '"dport": 80'
 sed 's/"default": "deny"/"default": "permit"/' snapshot.json >wrong.json
 run 1 verify small.acl wrong.json # no packet misses this ACL
 says output "different, though no packet shows it" && says output "edge, default: the policy says deny, the table permit"
@@ -81,9 +70,6 @@ run 0 verify --equal small.acl small.acl && says output "equal"
 run 1 verify --equal small.acl other.acl && says output "dport 80" && says output "dport 81"
 
 # explain
-run 0 explain small.acl --src 10.1.1.1 --dst 1.1.1.1 --proto tcp --dport http
-says output "permit: rule 10 of ipv4 ACL edge" && says output "small.acl:2:3: 10 permit tcp 10.0.0.0/8 any eq 80"
-says output "source 10.1.1.1 is in 10.0.0.0/8"
 run 0 explain small.acl --packet '{"acl": "edge", "src": "10.1.1.1", "dst": "1.1.1.1", "proto": 6, "dport": 81}' --format json
 python3 -c 'import json, sys; x = json.load(sys.stdin); assert x["rule"] == 20 and x["nearMisses"][0]["field"] == "dport"' \
   <output || fail "explain --format json: $(head -c 500 output)"
@@ -94,7 +80,6 @@ for arguments in "" "--src 10.1.1.1 --dst ::1" "--src ::1 --dst ::1" "--src 1.1.
 done
 
 # update
-run 0 update small.acl other.acl && says output "in place: hitless" && says output "rangeEntries                  1"
 run 0 update small.acl small.acl && says output "nothing is to be written"
 run 0 update small.acl other.acl --format json
 python3 -c 'import json, sys; x = json.load(sys.stdin); assert len(x["operations"]) == 2, x' <output || fail "update: $(cat output)"

@@ -8,7 +8,9 @@
 #include "Kiv/Exception.h"
 #include "Orvex/OrvexAggregatorSm.h"
 #include "RandomPolicy.h"
+#include "chip/ChipProfile.h"
 #include "host/PolicyNotation.h"
+#include "orvex/TestPolicy.h"
 #include "policy/Normalise.h"
 
 namespace Orvex::Host::Test {
@@ -37,19 +39,11 @@ std::string filterText( RuleFilter const& filter ) {
     std::sort( to.excepts.begin(), to.excepts.end() );
     return std::make_shared<PrefixList const>( to );
   };
-  auto const copy = [&]( Field field, auto const& from ) {
-    for ( auto const& range : from ) rule.ranges[field].push_back( { range.rangeStart(), range.rangeEnd() } );
-  };
   rule.source = list( filter.source() );
   rule.destination = list( filter.destination() );
-  copy( Field::sport, filter.sportRange() );
-  copy( Field::dport, filter.dportRange() );
-  copy( Field::icmpType, filter.icmpType() );
-  copy( Field::proto, filter.proto() );
-  copy( Field::length, filter.length() );
-  copy( Field::fragment, filter.fragment() );
-  copy( Field::dscp, filter.dscp() );
-  copy( Field::ttl, filter.ttl() );
+  for ( Field const field : kFields )
+    for ( auto const& [first, last] : Orvex::Test::rangesOf( filter, rangeTableOf( field ) ) )
+      rule.ranges[field].push_back( { first, last } );
   rule.tcpInit = filter.matchTcpInit();
   rule.tcpEstablished = filter.matchTcpEstablished();
   return textOf( rule );

@@ -118,22 +118,18 @@ TEST( Prover, WhatNoPacketShowsIsADifferenceOfWhatIsStated ) {
   };
   EXPECT_EQ( changed( []( auto&, auto& ) {} ), "" );
   auto const rule20 = []( std::string const& text ) { return "ipv4 ACL edge, rule 20" + text; };
-  EXPECT_EQ( changed( []( auto& action, auto& ) { action.dropEnabled = true; } ),
-             rule20( ", action.drop: the policy says false, the table true" ) );
-  EXPECT_EQ( changed( []( auto& action, auto& ) { action.logEnabled = true; } ),
-             rule20( ", action.log: the policy says false, the table true" ) );
-  EXPECT_EQ( changed( []( auto& action, auto& ) { action.sflowEnabled = true; } ),
-             rule20( ", action.sflow: the policy says false, the table true" ) );
-  EXPECT_EQ( changed( []( auto& action, auto& ) {
-               action.setDscpEnabled = true;
-               action.dscp.valueIs( 46 );
-             } ),
-             rule20( ", action.dscp: the policy says null, the table 46" ) );
-  EXPECT_EQ( changed( []( auto& action, auto& ) {
-               action.setTcEnabled = true;
-               action.tc.valueIs( 0 );
-             } ),
-             rule20( ", action.tc: the policy says null, the table 0" ) );
+  struct {
+    OrvexActionValue action;
+    char const* want;
+  } const actions[] = {
+      { { true, false, {}, false, {}, false, false }, "drop: the policy says false, the table true" },
+      { { false, true, {}, false, {}, false, false }, "log: the policy says false, the table true" },
+      { { false, false, {}, false, {}, false, true }, "sflow: the policy says false, the table true" },
+      { { false, false, Vell::DscpValue( 46 ), true, {}, false, false }, "dscp: the policy says null, the table 46" },
+      { { false, false, {}, false, OrvexTrafficClass( 0 ), true, false }, "tc: the policy says null, the table 0" } };
+  for ( auto const& each : actions )
+    EXPECT_EQ( changed( [&]( auto& action, auto& ) { action = each.action; } ),
+               rule20( std::string( ", action." ) + each.want ) );
   EXPECT_EQ( changed( []( auto&, auto& table ) { table.defaults.begin()->second = DefaultAction::permit; } ),
              "ipv4 ACL edge, default: the policy says deny, the table permit" );
 

@@ -13,7 +13,6 @@ using Test::ComboStage;
 using Test::piecesText;
 using Test::Prefixes;
 using Test::PrefixStage;
-using Test::rangesIn;
 using Test::RangeStage;
 
 /// An encoder behind a transform, with the same capability.
@@ -115,7 +114,7 @@ TEST( RangeEncoder, MatchesRawValuesExactlyWhereTheFieldHasNoLabels ) {
     split.add( 1, set );
     // Values that the field cannot have are left out.
     std::vector<RangeSetElem> beyond;
-    if ( maximum != 65535 ) beyond = rangesIn( std::to_string( maximum - 1 ) + "-20000 30000-40000" );
+    if ( maximum != 65535 ) beyond = { { static_cast<std::uint16_t>( maximum - 1 ), 20000 }, { 30000, 40000 } };
     split.add( 2, beyond );
     RangeEncoder encoder( split, type );
     ASSERT_EQ( StageStatusType::finishedNotEnabled, split.kick() );

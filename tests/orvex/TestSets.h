@@ -131,26 +131,6 @@ inline std::map<std::uint64_t, std::set<std::uint32_t>> labelsOfSets( XformStatu
   return result;
 }
 
-/// "1:1,2 2:2": the labels of each set that has a list.
-inline std::string listsText( XformStatus const& status ) {
-  std::ostringstream out;
-  for ( auto const& [key, labels] : labelsOfSets( status ) ) {
-    out << ( out.tellp() == 0 ? "" : " " ) << key << ':';
-    for ( std::uint32_t const label : labels ) out << ( label == *labels.begin() ? "" : "," ) << label;
-  }
-  return out.str();
-}
-
-/// "PIECES; LISTS" for sets in short notation, of keys 1, 2, ..., with a '|' between them.
-template <class TransformStage>
-std::string cut( std::string const& sets ) {
-  TransformStage stage;
-  std::uint64_t key = 0;
-  for ( std::string const& set : split( sets, '|' ) ) stage.add( ++key, set );
-  EXPECT_EQ( StageStatusType::finishedSuccess, stage.kick() );
-  return piecesText( stage.pieces() ) + "; " + listsText( *stage.status );
-}
-
 /// Checks the labels of all pieces against `setsOf( piece )`, the sets that contain the piece by their meaning: equal groups
 /// are equal labels, labels run from 1 in the order of the pieces, and a set lists the labels of its pieces. Returns the group
 /// that each label stands for.

@@ -5,6 +5,7 @@
 
 #include "Orvex/OrvexAggregatorSm.h"
 #include "Orvex/OrvexComboLabelResolverSm.h"
+#include "orvex/TestChip.h"
 #include "orvex/TestSets.h"
 
 namespace Orvex {
@@ -15,29 +16,42 @@ using Test::prefixesIn;
 using Test::rangesIn;
 using Vell::AddressFamily;
 
-constexpr Brae::ChipId kChip( 1 );
-
-/// All stages from the policy to the labels of combinations, kicked one after the other.
+/// A chip of which the stages from the policy to the labels of combinations are looked at.
 class Pipeline {
  public:
-  explicit Pipeline( Kiv::Ptr<AclConfigColl const> const& policy ) {
-    aggregator_->handleInitialized();
-    add<AggregatorSm>( Kiv::make<AggregatorConfig>( policy ), aggregator_, capability_, generator_ );
+  explicit Pipeline( Kiv::Ptr<AclConfigColl> const& policy ) {
+    chip_.policy = policy;
+    EncodingAttr const wide( 16, EncodedLabel( 0 ) );
+    for ( auto const type : kPortTypes ) chip_.capability->rangeEncodingAttrIs( type, wide );
+    for ( auto const type : kComboTypes ) chip_.capability->comboEncodingAttrIs( type, wide );
+    chip_.build();
+    auto const stages = chip_.root->stageSmStatus();
+    aggregator_ = Kiv::ptrCast<AggregatorStatus const>( stages->aggregatorStatus() );
+    stages_.push_back( aggregator_ );
     for ( auto const af : { AddressFamily::ipv4, AddressFamily::ipv6 } )
-      for ( bool const src : { true, false } ) addPrefixXform( PrefixXformKey( af, src ) );
-    for ( auto const type : { RangeSetType::srcPort, RangeSetType::dstPort } ) addRangeSplit( type );
-    addCombos( ComboLabelSetType::ipv4SrcDstPrefix, xforms_[0], xforms_[1] );
-    addCombos( ComboLabelSetType::ipv6SrcDstPrefix, xforms_[2], xforms_[3] );
-    addCombos( ComboLabelSetType::srcDstL4Port, xforms_[4], xforms_[5] );
+      for ( bool const src : { true, false } )
+        addXform<PrefixXformStatus const>( stages->prefixXformStatus().find( PrefixXformKey( af, src ) ),
+                                           &PrefixXformStatus::prefixToLabelMap );
+    for ( auto const type : kPortTypes )
+      addXform<RangeSplitStatus const>( stages->rangeSplitStatus().find( type ),
+                                        &RangeSplitStatus::rangeToPlainLabelMap );
+    for ( auto const type : kComboTypes ) {
+      auto const resolved =
+          Kiv::ptrCast<ComboLabelResolverStatus const>( stages->comboLabelResolverStatus().find( type ) );
+      stages_.push_back( resolved );
+      combos_.push_back( resolved->comboLabelInfo() );
+      addXform<ComboLabelSplitStatus const>( stages->comboLabelSplitStatus().find( type ),
+                                             &ComboLabelSplitStatus::comboToPlainLabelMap );
+    }
   }
 
   /// How each stage ended.
   std::vector<StageStatusType> kick() {
+    chip_.kick();
+    chip_.run();
+    EXPECT_EQ( OrvexProgress::orvexFinishedSuccess, chip_.rootStatus->kickProgress() );
     std::vector<StageStatusType> results;
-    for ( auto const& stage : stages_ ) {
-      stage.config->kickTimeIs( stage.config->kickTime() + 1 );
-      results.push_back( stage.status->status() );
-    }
+    for ( auto const& stage : stages_ ) results.push_back( stage->status() );
     return results;
   }
 
@@ -45,7 +59,8 @@ class Pipeline {
   /// sets. Labels are numbered by the order of the pieces, so that equal policies have equal texts whatever came before.
   std::map<std::string, std::string> results() const {
     std::map<std::string, std::string> texts;
-    for ( auto const& dump : dumps_ ) dump( texts );
+    for ( std::size_t xform = 0; xform != pieces_.size(); ++xform )
+      texts["pieces " + std::to_string( xform )] = pieces_[xform]();
     for ( auto list = aggregator_->aclGenSetIpRuleList().begin(); list; ++list )
       for ( auto rule = list.value()->genSetIpRule().begin(); rule; ++rule )
         for ( std::size_t xform = 0; xform != xforms_.size(); ++xform ) {
@@ -56,48 +71,16 @@ class Pipeline {
   }
 
  private:
-  struct AnyStage {
-    Kiv::Ptr<StageConfig> config;
-    Kiv::Ptr<StageStatus> status;
-    Kiv::Ptr<StageSm> machine;
-  };
+  static constexpr std::array kPortTypes = { RangeSetType::srcPort, RangeSetType::dstPort };
+  static constexpr std::array kComboTypes = { ComboLabelSetType::ipv4SrcDstPrefix, ComboLabelSetType::ipv6SrcDstPrefix,
+                                              ComboLabelSetType::srcDstL4Port };
 
-  template <class Machine, class Config, class Status, class... Args>
-  void add( Kiv::Ptr<Config> const& config, Kiv::Ptr<Status> const& status, Args const&... args ) {
-    stages_.push_back( { config, status, Kiv::make<Machine>( kChip, config, status, args... ) } );
-    stages_.back().machine->hasNotificationActiveIs( true );
-  }
-  /// A transform, with `pieces( status )`.
   template <class Status, class Pieces>
-  void addDump( Kiv::Ptr<Status> const& status, Pieces const& pieces ) {
-    std::string const name = "pieces " + std::to_string( xforms_.size() );
+  void addXform( Kiv::Ptr<StageStatus const> const& stage, Pieces const& pieces ) {
+    auto const status = Kiv::ptrCast<Status>( stage );
+    stages_.push_back( status );
     xforms_.push_back( status );
-    dumps_.push_back(
-        [=]( std::map<std::string, std::string>& texts ) { texts[name] = piecesText( pieces( *status ) ); } );
-  }
-  void addPrefixXform( PrefixXformKey key ) {
-    auto const status = Kiv::make<PrefixXformStatus>( key );
-    add<OrvexPrefixXformSm>( Kiv::make<PrefixXformConfig>( key, aggregator_->prefixInfoIs( key ) ), status, capability_,
-                             key );
-    addDump( status, []( PrefixXformStatus const& s ) { return s.prefixToLabelMap(); } );
-  }
-  void addRangeSplit( RangeSetType type ) {
-    auto const status = Kiv::make<RangeSplitStatus>( type );
-    capability_->rangeEncodingAttrIs( type, EncodingAttr( 16, EncodedLabel( 0 ) ) );
-    add<RangeSplitSm>( Kiv::make<RangeSplitConfig>( type, aggregator_->rangeSplitInfoIs( type ) ), status, capability_,
-                       type );
-    addDump( status, []( RangeSplitStatus const& s ) { return s.rangeToPlainLabelMap(); } );
-  }
-  void addCombos( ComboLabelSetType type, Kiv::Ptr<XformStatus> const& src, Kiv::Ptr<XformStatus> const& dst ) {
-    auto const resolved = Kiv::make<ComboLabelResolverStatus>( type );
-    capability_->comboEncodingAttrIs( type, EncodingAttr( 16, EncodedLabel( 0 ) ) );
-    add<ComboLabelResolverSm>( Kiv::make<ComboLabelResolverConfig>( type, src, dst, aggregator_ ), resolved,
-                               capability_, type, generator_ );
-    auto const status = Kiv::make<ComboLabelSplitStatus>( type );
-    add<ComboLabelSplitSm>( Kiv::make<ComboLabelSplitConfig>( type, resolved->comboLabelInfo() ), status, capability_,
-                            type );
-    combos_.push_back( resolved->comboLabelInfo() );
-    addDump( status, []( ComboLabelSplitStatus const& s ) { return s.comboToPlainLabelMap(); } );
+    pieces_.emplace_back( [=] { return piecesText( std::invoke( pieces, *status ) ); } );
   }
 
   /// The rule's set that a transform labels.
@@ -131,14 +114,13 @@ class Pipeline {
     return text.str();
   }
 
-  Kiv::Ptr<ChipHwCapability> capability_ = Kiv::make<ChipHwCapability>( kChip );
-  Kiv::Ptr<GenSetKeyGenerator> generator_ = Kiv::make<GenSetKeyGenerator>();
-  Kiv::Ptr<AggregatorStatus> aggregator_ = Kiv::make<AggregatorStatus>();
-  std::vector<AnyStage> stages_;
-  std::vector<Kiv::Ptr<XformStatus>>
+  Test::TestChip chip_;
+  std::vector<Kiv::Ptr<StageStatus const>> stages_;
+  Kiv::Ptr<AggregatorStatus const> aggregator_;
+  std::vector<Kiv::Ptr<XformStatus const>>
       xforms_;  // source and destination of IPv4, IPv6 and ports, and combinations of these
-  std::vector<Kiv::Ptr<ComboLabelInfo>> combos_;
-  std::vector<std::function<void( std::map<std::string, std::string>& )>> dumps_;
+  std::vector<std::function<std::string()>> pieces_;  // of the transforms
+  std::vector<Kiv::Ptr<ComboLabelInfo const>> combos_;
 };
 
 /// A policy of an ACL in each family whose rules share lists and ports, under random edits.
@@ -180,7 +162,7 @@ class EditedPolicy {
     for ( auto const& range : anyPorts() ) filter->dportRangeIs( range );
   }
 
-  Kiv::Ptr<AclConfigColl> policy = Kiv::make<AclConfigColl>( kChip );
+  Kiv::Ptr<AclConfigColl> policy = Kiv::make<AclConfigColl>( Brae::ChipId( 7 ) );
 
  private:
   /// Never leaves a list empty.
