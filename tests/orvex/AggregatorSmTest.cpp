@@ -22,7 +22,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr auto kSuccess = StageStatusType::finishedSuccess;
-constexpr auto kSkipped = StageStatusType::finishedSkipped;
 constexpr auto kFailed = StageStatusType::finishedFailed;
 
 class AggregatorSmTest : public testing::Test, protected Aggregator {

@@ -11,7 +11,6 @@ namespace {
 
 using Test::ComboStage;
 using Test::piecesText;
-using Test::Prefixes;
 using Test::PrefixStage;
 using Test::RangeStage;
 
@@ -208,35 +207,6 @@ TEST( PrefixLabelEncoder, DropsTheTableEntriesOfPrefixesThatHaveGone ) {
   xform.kick();
   encoder.kick();
   EXPECT_EQ( "11.0.0.0/8=1", piecesText( encoder.table() ) );
-}
-
-TEST( PrefixLabelEncoder, MatchesForEverySetTheValuesOfItsPiecesAndNoOthers ) {
-  for ( std::uint64_t seed = 1; seed <= 60; ++seed ) {
-    SCOPED_TRACE( seed );
-    std::mt19937_64 random( seed );
-    PrefixStage xform( 7 );
-    for ( std::uint64_t key = 1; key <= 15; ++key ) {
-      Prefixes content;
-      for ( std::uint64_t count = 1 + random() % 6; count != 0; --count ) {
-        Vell::IpGenPrefix const prefix( static_cast<std::uint32_t>( random() % 64 ) << 26,
-                                        static_cast<std::uint32_t>( random() % 7 ) );
-        ( random() % 5 == 0 ? content.excepted : content.own ).push_back( prefix );
-      }
-      xform.add( key, content );
-    }
-    PrefixEncoder encoder( xform );
-    ASSERT_EQ( StageStatusType::finishedSuccess, xform.kick() );
-    ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
-    auto const& lists = xform.status->plainLabelListMap()->plainLabelList();
-    for ( auto const& [prefix, label] : xform.pieces() ) {
-      std::uint32_t const value = encoder.table().find( prefix )->value();
-      for ( std::uint64_t key = 1; key <= 15; ++key ) {
-        auto const list = lists.find( GenSetKey( key ) );
-        EXPECT_EQ( list && list->labelHas( label ), matches( *encoder.status, key, value ) )
-            << prefix << ", set " << key;
-      }
-    }
-  }
 }
 
 TEST( PrefixLabelEncoderDeathTest, NeedsAWidth ) {
