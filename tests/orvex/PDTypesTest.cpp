@@ -60,5 +60,44 @@ TEST( PDAclFilter, FieldsCountForTheOrderAsTheyStandLabelsBeforeMasks ) {
     for ( std::size_t j = 0; j != ascending.size(); ++j ) EXPECT_EQ( i <=> j, ascending[i] <=> ascending[j] );
 }
 
+TEST( PDData, EachNameIsATableOfItsOwn ) {
+  PDData const data;
+  std::set<Kiv::Entity const*> tables;
+  for ( auto const& table :
+        { data.pdV4PrefixComboEntryColl(), data.pdV6PrefixComboEntryColl(), data.pdPortComboEntryColl() } )
+    tables.insert( table.get() );
+  std::vector<PDData::RangeColl> const ranges = {
+      data.pdSrcPortXformEntryColl(),  data.pdDstPortXformEntryColl(), data.pdIcmpXformEntryColl(),
+      data.pdProtocolXformEntryColl(), data.pdLengthXformEntryColl(),  data.pdFragmentXformEntryColl(),
+      data.pdDscpXformEntryColl(),     data.pdTtlXformEntryColl(),     data.pdTcpFlagsXformEntryColl() };
+  for ( auto const& table : ranges ) tables.insert( table.get() );
+  EXPECT_EQ( 12U, tables.size() );
+  for ( std::uint32_t type = 0; type != 8; ++type )
+    EXPECT_EQ( ranges[type], data.rangeEntryColl( static_cast<RangeSetType>( type ) ) );
+}
+
+/// The loader goes by types, and drivers by names.
+TEST( PDStatus, EachNameIsAnAnswerOfItsOwn ) {
+  auto const status = Kiv::make<PDStatus>( Brae::ChipId( 1 ) );
+  using Set = void ( PDStatus::* )( ResourceStatus const& );
+  Set const sets[] = { &PDStatus::pdSrcPortXformEntryStatusIs,  &PDStatus::pdDstPortXformEntryStatusIs,
+                       &PDStatus::pdIcmpXformEntryStatusIs,     &PDStatus::pdProtocolXformEntryStatusIs,
+                       &PDStatus::pdLengthXformEntryStatusIs,   &PDStatus::pdFragmentXformEntryStatusIs,
+                       &PDStatus::pdDscpXformEntryStatusIs,     &PDStatus::pdTtlXformEntryStatusIs,
+                       &PDStatus::pdV4PrefixComboEntryStatusIs, &PDStatus::pdV6PrefixComboEntryStatusIs,
+                       &PDStatus::pdPortComboEntryStatusIs,     &PDStatus::pdTcpFlagsXformEntryStatusIs,
+                       &PDStatus::pdAclRuleIpv4EntryStatusIs,   &PDStatus::pdAclRuleIpv6EntryStatusIs };
+  double id = 0;
+  for ( Set const set : sets ) ( status.get()->*set )( { ++id, ResponseState::loaded } );
+  id = 0;
+  for ( std::uint32_t type = 0; type != 8; ++type )
+    EXPECT_EQ( ++id, status->rangeEntryStatus( static_cast<RangeSetType>( type ) ).responseId );
+  for ( std::uint32_t type = 0; type != 3; ++type )
+    EXPECT_EQ( ++id, status->comboEntryStatus( static_cast<ComboLabelSetType>( type ) ).responseId );
+  EXPECT_EQ( ++id, status->pdTcpFlagsXformEntryStatus().responseId );
+  EXPECT_EQ( ++id, status->pdAclRuleIpv4EntryStatus().responseId );
+  EXPECT_EQ( ++id, status->pdAclRuleIpv6EntryStatus().responseId );
+}
+
 }  // namespace
 }  // namespace Orvex
