@@ -52,6 +52,26 @@ TEST( LoaderSm, AsksOnlyTheStatusesOfTransformsThatAreOn ) {
   }
 }
 
+TEST( LoaderSm, CopiesTheLabelTablesAndSharesTheRules ) {
+  Loading loading;
+  PrefixXformKey const space( Vell::AddressFamily::ipv4, true );
+  Vell::IpGenPrefix const prefix( 0x0A000000U, 8 );
+  loading.config->prefixXformLoaderInfoIs( space )->prefixToLabelMapIs( prefix, EncodedLabel( 5 ) );
+  loading.config->rangeSplitLoaderInfoIs( RangeSetType::proto )
+      ->rangeToEncodedLabelMapIs( RangeSetElem( 6, 17 ), EncodedLabel( 7 ) );
+  EncodedComboLabel const pair( EncodedLabel( 1 ), EncodedLabel( 2 ) );
+  loading.config->comboLabelLoaderInfoIs( ComboLabelSetType::srcDstL4Port )
+      ->encComboToEncodedLabelMapIs( pair, EncodedLabel( 9 ) );
+  ASSERT_EQ( StageStatusType::finishedSuccess, loading.kick() );
+  loading.config->prefixXformLoaderInfoIs( space )->prefixToLabelMapDelAll();
+  auto const snapshot = loading.driver.loaded;
+  EXPECT_EQ( EncodedLabel( 5 ), snapshot->pdPrefixXformEntryColl().find( space )->entry().find( prefix )->value );
+  EXPECT_EQ( EncodedLabel( 7 ), snapshot->pdProtocolXformEntryColl()->entry().find( RangeSetElem( 6, 17 ) )->value );
+  EXPECT_EQ( EncodedLabel( 9 ), snapshot->pdPortComboEntryColl()->entry().find( pair )->value );
+  EXPECT_TRUE( snapshot->pdV4PrefixComboEntryColl()->entry().empty() );
+  EXPECT_EQ( loading.config->ruleExpanderLoaderInfo(), snapshot->pdAclColl() );
+}
+
 TEST( LoaderSmDeathTest, AnAnswerThatNothingWaitsForEndsTheProcess ) {
   Loading loading;
   EXPECT_DEATH( loading.pdStatus->pdSrcPortXformEntryStatusIs( { 0, ResponseState::loaded } );
