@@ -27,7 +27,7 @@ class Pipeline {
     chip_.build();
     auto const stages = chip_.root->stageSmStatus();
     aggregator_ = Kiv::ptrCast<AggregatorStatus const>( stages->aggregatorStatus() );
-    stages_.push_back( aggregator_ );
+    stages_.emplace_back( aggregator_ );
     for ( auto const af : { AddressFamily::ipv4, AddressFamily::ipv6 } )
       for ( bool const src : { true, false } )
         addXform<PrefixXformStatus const>( stages->prefixXformStatus().find( PrefixXformKey( af, src ) ),
@@ -38,8 +38,8 @@ class Pipeline {
     for ( auto const type : kComboTypes ) {
       auto const resolved =
           Kiv::ptrCast<ComboLabelResolverStatus const>( stages->comboLabelResolverStatus().find( type ) );
-      stages_.push_back( resolved );
-      combos_.push_back( resolved->comboLabelInfo() );
+      stages_.emplace_back( resolved );
+      combos_.emplace_back( resolved->comboLabelInfo() );
       addXform<ComboLabelSplitStatus const>( stages->comboLabelSplitStatus().find( type ),
                                              &ComboLabelSplitStatus::comboToPlainLabelMap );
     }
@@ -78,8 +78,8 @@ class Pipeline {
   template <class Status, class Pieces>
   void addXform( Kiv::Ptr<StageStatus const> const& stage, Pieces const& pieces ) {
     auto const status = Kiv::ptrCast<Status>( stage );
-    stages_.push_back( status );
-    xforms_.push_back( status );
+    stages_.emplace_back( status );
+    xforms_.emplace_back( status );
     pieces_.emplace_back( [=] { return piecesText( std::invoke( pieces, *status ) ); } );
   }
 
