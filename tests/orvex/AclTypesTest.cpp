@@ -149,5 +149,14 @@ TEST( RuleFilter, CopyNeverEditsAListThatAnotherRuleCanHoldNorTheOneItReads ) {
   EXPECT_TRUE( second->source()->isEqual( prefixes( "10.0.0.0/8" ) ) );
 }
 
+TEST( RuleConfig, CopyTakesAllButTheName ) {
+  auto const acl = Kiv::make<AclConfigColl>( Brae::ChipId( 3 ) )->aclIs( "edge" );
+  auto const web = acl->ruleByNameIs( "web" ), copied = acl->ruleByNameIs( "dns" );
+  web->ruleFilterIs()->protoIs( ProtoRange( 6, 6 ) );
+  copied->copy( *web );
+  EXPECT_EQ( "dns", copied->name().view() );
+  EXPECT_TRUE( copied->ruleFilter()->protoHas( ProtoRange( 6, 6 ) ) );
+}
+
 }  // namespace
 }  // namespace Orvex
