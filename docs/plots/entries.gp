@@ -5,6 +5,7 @@ set style data histograms
 set style histogram clustered gap 1
 set style fill solid 0.8
 set xtics rotate by -45
+set rmargin 12
 set ylabel 'entries a rule'
 set yrange [0:*]
 set grid ytics
