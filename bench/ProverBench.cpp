@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "FilterSet.h"
 #include "ListPolicy.h"
 #include "PolicyOfConfig.h"
+#include "compare/NamedPolicy.h"
 #include "orvex/TestChip.h"
 #include "policy/AclConfigBuilder.h"
 #include "verify/Prover.h"
@@ -122,13 +122,12 @@ int main( int argc, char** argv ) {
       benchmark::ReportUnrecognizedArguments( argc, argv );
       return 2;
     }
-    try {
-      registerPolicy( path.substr( path.find_last_of( '/' ) + 1 ), Bench::readFilterSet( path ).config,
-                      { ChipKind::byValue, ChipKind::portLabels } );
-    } catch ( Bench::FilterSetError const& error ) {
-      std::cerr << error.what() << "\n";
+    auto const config = Bench::configNamed( path );
+    if ( !config ) {
+      std::cerr << path << ": error: is no filter set that can be read\n";
       return 2;
     }
+    registerPolicy( path.substr( path.find_last_of( '/' ) + 1 ), config, { ChipKind::byValue, ChipKind::portLabels } );
   }
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -10,10 +10,10 @@
 #include <benchmark/benchmark.h>
 
 #include <functional>
+#include <iostream>
 #include <string>
 
 #include "CountedMemory.h"
-#include "FilterSet.h"
 #include "ListPolicy.h"
 #include "Orvex/OrvexAggregatorSm.h"
 #include "Orvex/OrvexComboLabelResolverSm.h"
@@ -21,6 +21,7 @@
 #include "Orvex/OrvexPrefixXformSm.h"
 #include "Orvex/OrvexRangeSplitSm.h"
 #include "SinglePolicies.h"
+#include "compare/NamedPolicy.h"
 
 namespace {
 
@@ -229,9 +230,9 @@ void labelGrid( benchmark::State& state ) {
 }
 BENCHMARK( labelGrid )->Unit( benchmark::kMillisecond );
 
-void filterSet( benchmark::State& state, std::string const& path ) {
-  auto const set = Bench::readFilterSet( path );
-  timeXforms( state, set.config, bothSidesAndPorts( set.family ) );
+void filterSet( benchmark::State& state, Kiv::Ptr<AclConfigColl> const& config ) {
+  bool const isIpv4 = config->acl().begin().key().view().starts_with( "ipv4" );
+  timeXforms( state, config, bothSidesAndPorts( isIpv4 ? AddressFamily::ipv4 : AddressFamily::ipv6 ) );
 }
 
 }  // namespace
@@ -244,7 +245,12 @@ int main( int argc, char** argv ) {
       benchmark::ReportUnrecognizedArguments( argc, argv );
       return 2;
     }
-    benchmark::RegisterBenchmark( path.substr( path.find_last_of( '/' ) + 1 ).c_str(), filterSet, path )
+    auto const config = Bench::configNamed( path );
+    if ( !config ) {
+      std::cerr << path << ": error: is no filter set that can be read\n";
+      return 2;
+    }
+    benchmark::RegisterBenchmark( path.substr( path.find_last_of( '/' ) + 1 ).c_str(), filterSet, config )
         ->Unit( benchmark::kMillisecond );
   }
   benchmark::RunSpecifiedBenchmarks();

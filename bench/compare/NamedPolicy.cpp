@@ -10,6 +10,7 @@
 #include "ListPolicy.h"
 #include "PolicyOfConfig.h"
 #include "SinglePolicies.h"
+#include "policy/AclConfigBuilder.h"
 #include "policy/AclTextWriter.h"
 #include "policy/ClassbenchReader.h"
 
@@ -100,6 +101,14 @@ std::optional<Host::Policy> policyNamed( std::string const& name ) {
   std::ifstream in( name );
   if ( !in ) return std::nullopt;
   return readClassbench( "set", std::string( std::istreambuf_iterator<char>( in ), {} ) );
+}
+
+Kiv::Ptr<AclConfigColl> configNamed( std::string const& name ) {
+  auto const policy = policyNamed( name );
+  if ( !policy ) return nullptr;
+  auto config = Kiv::make<AclConfigColl>( Brae::ChipId( 0 ) );
+  Host::buildAclConfig( *policy, *config );
+  return config;
 }
 
 }  // namespace Orvex::Bench

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "Orvex/OrvexAclTypes.h"
 #include "policy/Policy.h"
 
 namespace Orvex::Bench {
@@ -22,5 +23,8 @@ std::optional<std::string> generatedText( std::string const& name );
 
 /// Normalised; flags of filters left out. Nothing when there is no such file, or it holds no filter set.
 std::optional<Host::Policy> policyNamed( std::string const& name );
+
+/// The same as the library takes it; null when there is nothing.
+Kiv::Ptr<AclConfigColl> configNamed( std::string const& name );
 
 }  // namespace Orvex::Bench
