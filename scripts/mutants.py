@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Lists small faults that could stand in the library's sources, a line each: FILE<tab>LINE<tab>OLD TEXT<tab>NEW TEXT.
 
-A fault changes one operator, one number or one call of one line; comments, strings, traces and fatal checks are left
-alone. The order follows from the seed alone.
+A fault changes one operator, one number or one call of one line; comments, strings, traces, fatal checks and hints to the
+cache are left alone. The order follows from the seed alone.
 
 Usage: scripts/mutants.py SEED FILE...
 """
@@ -44,7 +44,7 @@ REPLACEMENTS = [
 STATEMENT = re.compile(r"^\s+[\w.>\-\[\] ()*]+(\(.*\)| \S?= .*);$")
 LEFT_ALONE = re.compile(
     r"^\s*(//|#|template|using|namespace|static_assert|return;|case |default:|friend |throw |KIV_|explicit )"
-    r"|traceHandle|fatal|Kiv::check|constexpr|operator|TraceHelper|dump|reserve\("
+    r"|traceHandle|tracePrefix_|fatal|Kiv::check|constexpr|operator|TraceHelper|dump|reserve\(|prefetch|kAhead|->trace\("
 )
 
 

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Puts small faults into the library's sources, one at a time, and reports how many the tests and the soak's counts of
-# .ci/run notice. The faults follow from the seed; what has been tried stands in build/mutants/log, and is not tried again,
-# so that a run that was cut off, or asked for more, goes on.
+# .ci/run notice. The faults follow from the seed; what has been tried with the same sources stands in build/mutants/log, and
+# is not tried again, so that a run that was cut off, or asked for more, goes on. With --again those that survived are tried
+# once more, with the tests that there are now.
 #
-# Usage: scripts/mutants.sh --count N [--seed S] [--jobs J]
+# Usage: scripts/mutants.sh --count N [--seed S] [--jobs J] [--again]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
@@ -11,8 +12,10 @@ source scripts/dependencies.sh
 count=20
 seed=1
 jobs=1
+again=
 while [ $# -gt 0 ]; do
   case $1 in
+    --again) again=yes; shift; continue ;;
     --count) count=$2 ;;
     --seed) seed=$2 ;;
     --jobs) jobs=$2 ;;
@@ -30,6 +33,8 @@ work=$PWD/build/mutants
 log=$work/log
 mkdir -p "$work"
 touch "$log"
+sources=$(git rev-parse --short=12 HEAD:src)
+[ -z "$again" ] || sed -i "/^$sources\t.*\tsurvived\$/d" "$log"
 
 # A tree and a build of its own for each job. The library alone is built again for a fault: nothing is linked anew for a
 # shared library that changes.
@@ -43,7 +48,7 @@ prepare() {
 }
 
 # Runs a command quietly, and fails as it does. What runs ten times as long as it should hangs.
-quietly() { timeout "$1" "${@:2}" >/dev/null 2>&1; }
+quietly() { timeout "$1" "${@:2}" </dev/null >/dev/null 2>&1; }
 
 # What notices the fault; "survived" when nothing does. The quickest first.
 verdict() {
@@ -53,34 +58,40 @@ verdict() {
   if cmp -s "$tree/build/libOrvex.so" "$tree/libOrvex.unchanged"; then echo "same code"; return; fi
   quietly 300 "$tests/orvex_tests" --gtest_fail_fast || { echo "orvex_tests"; return; }
   quietly 600 "$tests/host_tests" --gtest_fail_fast || { echo "host_tests"; return; }
-  for mode in equiv edits packets faults; do
-    quietly 900 "$tree/build/soak/orvex-soak" "$mode" --count "${soak_counts[$mode]}" || { echo "soak $mode"; return; }
-  done
+  while read -r mode cases; do
+    quietly 900 "$tree/build/soak/orvex-soak" "$mode" --count "$cases" || { echo "soak $mode"; return; }
+  done <<<"$soak_modes"
   echo "survived"
 }
-declare -A soak_counts=([equiv]=20000 [edits]=800 [packets]=1000 [faults]=2000)
+soak_modes="equiv 20000
+edits 800
+packets 1000
+faults 2000
+exhaustive 60000
+metamorphic 4000
+exhaustion 1000
+handshake 4300"
 
 run_job() {
   local tree=$work/tree-$1 file line old new
-  prepare "$1"
   cp "$tree/build/libOrvex.so" "$tree/libOrvex.unchanged"
   while IFS=$'\t' read -r file line old new; do
-    grep -qF "$(printf '%s\t%s\t%s\t%s\t' "$commit" "$file" "$line" "$new")" "$log" && continue
+    grep -qF "$(printf '%s\t%s\t%s\t%s\t' "$sources" "$file" "$line" "$new")" "$log" && continue
     [ "$(tried)" -lt "$count" ] || break
     LINE=$line NEW=$new awk 'NR == ENVIRON["LINE"] { print ENVIRON["NEW"]; next } { print }' "$file" >"$tree/$file"
-    printf '%s\t%s\t%s\t%s\t%s\t%s\n' "$commit" "$file" "$line" "$new" "$old" "$(verdict "$tree")" >>"$log"
+    printf '%s\t%s\t%s\t%s\t%s\t%s\n' "$sources" "$file" "$line" "$new" "$old" "$(verdict "$tree")" >>"$log"
     cp "$file" "$tree/$file"
   done < <(python3 scripts/mutants.py "$seed" src/*.cpp | awk -v jobs="$jobs" -v job="$1" 'NR % jobs == job')
 }
-commit=$(git rev-parse --short HEAD)
 # Those that compile to something else count.
-tried() { awk -F'\t' -v commit="$commit" '$1 == commit && $6 != "does not compile" && $6 != "same code"' "$log" | wc -l; }
+tried() { awk -F'\t' -v sources="$sources" '$1 == sources && $6 != "does not compile" && $6 != "same code"' "$log" | wc -l; }
 
+for job in $(seq 0 $((jobs - 1))); do prepare "$job"; done
 for job in $(seq 0 $((jobs - 1))); do run_job "$job" & done
 wait
 
-awk -F'\t' -v commit="$commit" '
-  $1 != commit || $6 == "does not compile" || $6 == "same code" { next }
+awk -F'\t' -v sources="$sources" '
+  $1 != sources || $6 == "does not compile" || $6 == "same code" { next }
   { ++all; ++by[$6] }
   $6 == "survived" { survivors = survivors "\n" $2 ":" $3 "\n-" $5 "\n+" $4 "\n" }
   END {
