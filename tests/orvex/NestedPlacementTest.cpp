@@ -17,6 +17,7 @@
 #include "Orvex/OrvexLabelFamily.h"
 #include "Orvex/OrvexNestedSets.h"
 #include "Orvex/OrvexOverlapClasses.h"
+#include "Orvex/OrvexSetFields.h"
 #include "orvex/TestSets.h"
 
 namespace Orvex {
@@ -146,15 +147,18 @@ Family randomNestedFamily( std::mt19937_64& random, std::uint32_t labels ) {
   return family;
 }
 
-BlockTree treeOf( Family const& family ) {
+LabelFamily familyOf( Family const& family ) {
   std::vector<std::vector<std::uint32_t>> sets;
   std::vector<std::uint64_t> weights;
   for ( Used const& set : family ) {
+    if ( set.labels.empty() ) continue;
     sets.push_back( set.labels );
     weights.push_back( set.users );
   }
-  return nestedSetsTree( LabelFamily( labelsIn( family ), sets, weights ) );
+  return LabelFamily( labelsIn( family ), sets, weights );
 }
+
+BlockTree treeOf( Family const& family ) { return nestedSetsTree( familyOf( family ) ); }
 
 /// The least weighted number of entries with these masks over all placements of labels in three bits, where value 0 is
 /// reserved.
@@ -349,6 +353,127 @@ TEST( NestedPlacement, LetsBlocksHoldTheReservedValueWhereEveryAddressHasALabel 
     EXPECT_EQ( 3, entries );
     EXPECT_EQ( hole ? 0 : 1, matchReserved );
   }
+}
+
+/// Runs of neighbours, most of them short, that overlap.
+Family crossingRuns( std::mt19937_64& random, std::uint32_t labels ) {
+  Family family;
+  for ( std::uint32_t first = 0; first < labels; first += 3 ) {
+    std::uint32_t const length = 3U << ( random() % 4 + ( random() % 8 == 0 ? 2 : 0 ) );
+    Used run{ {}, 1 + static_cast<std::uint32_t>( random() % 9 ) };
+    for ( std::uint32_t label = first; label != std::min( labels, first + length ); ++label )
+      run.labels.push_back( label );
+    family.push_back( run );
+  }
+  return family;
+}
+
+/// Sets in sets, each with a label of its own, the next outer one's beside it.
+Family nestedPrefixes( std::mt19937_64& random, std::uint32_t labels ) {
+  Family family;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> open{ { 0, labels } };
+  while ( !open.empty() ) {
+    auto const [first, end] = open.back();
+    open.pop_back();
+    Used prefix{ {}, 1 + static_cast<std::uint32_t>( random() % 9 ) };
+    for ( std::uint32_t label = first; label != end; ++label ) prefix.labels.push_back( label );
+    family.push_back( prefix );
+    std::uint64_t const most = std::max( 1U, ( end - first ) / 4 );
+    for ( std::uint32_t at = first + 1; at < end; ) {
+      std::uint32_t const next = std::min( end, at + 1 + static_cast<std::uint32_t>( random() % ( 2 * most ) ) );
+      open.emplace_back( at, next );
+      at = next;
+    }
+  }
+  return family;
+}
+
+/// A number of labels for which so many values suffice, more often one that needs nearly all.
+std::uint32_t upTo( std::uint32_t values, std::mt19937_64& random ) {
+  std::uint32_t const spare = static_cast<std::uint32_t>( random() % values ) >> random() % 6;
+  return values - 1 - std::min( spare, values - 2 );
+}
+
+/// What many families of a kind come to together.
+struct Written {
+  std::uint64_t labels = 0;
+  std::uint64_t entries = 0;
+  std::uint64_t digest = 0;  // of all values and blocks
+
+  friend bool operator==( Written const& a, Written const& b ) = default;
+  friend void PrintTo( Written const& written, std::ostream* out ) {
+    *out << "{ " << written.labels << ", " << written.entries << ", " << written.digest << "U }";
+  }
+};
+
+Written written( std::uint64_t families, std::uint32_t width,
+                 std::function<Family( std::mt19937_64& )> const& makeFamily ) {
+  Written result;
+  auto const feed = [&]( std::uint64_t number ) { result.digest = ( result.digest ^ number ) * 0x100000001B3; };
+  for ( std::uint64_t seed = 1; seed <= families; ++seed ) {
+    std::mt19937_64 random( seed );
+    LabelFamily const family = familyOf( makeFamily( random ) );
+    auto const reserved = static_cast<std::uint16_t>( random() % ( 1U << width ) );
+    auto const kind = random() % 4 == 0 ? ReservedValue::unreachable : ReservedValue::reachable;
+    PlacedSets const placed = placedWithFields( family, width, reserved, kind );
+    result.labels += family.labelCount();
+    result.entries += placed.weightedEntries;
+    for ( std::uint16_t const value : placed.values ) feed( value );
+    for ( auto const& blocks : placed.blocks )
+      for ( EncodedLabelRange const& block : blocks ) feed( std::uint64_t{ block.start } << 16 | block.end );
+  }
+  return result;
+}
+
+/// Equal policies have equal tables, whatever compiler and library build this, and tables do not grow unnoticed. Where the
+/// placement is changed on purpose, these figures change too: compare_placements says what that is worth.
+TEST( NestedPlacement, WritesTheSameTablesAsEver ) {
+  using Random = std::mt19937_64;
+  struct Kind {
+    std::uint64_t families;
+    std::uint32_t width;
+    std::function<Family( Random& )> make;
+    Written as;
+  };
+  std::vector<Kind> const kinds{
+      { 200,
+        6,
+        []( Random& random ) { return randomNestedFamily( random, upTo( 64, random ) ); },
+        { 10480, 6410, 15800974116500355113ULL } },
+      { 40,
+        9,
+        []( Random& random ) { return nestedPrefixes( random, upTo( 512, random ) ); },
+        { 15900, 91537, 7770102146433156181ULL } },
+      { 4,
+        12,
+        []( Random& random ) { return nestedPrefixes( random, upTo( 4096, random ) ); },
+        { 10437, 60267, 2419411922671616559ULL } },
+      { 1,
+        16,
+        []( Random& random ) { return nestedPrefixes( random, 60000 ); },
+        { 60000, 342622, 4236374387099235121ULL } },
+      { 100,
+        9,
+        []( Random& random ) { return randomToldApart( random, upTo( 128, random ), 20 ); },
+        { 10780, 19531, 14205412017765141786ULL } },
+      { 2,
+        13,
+        []( Random& random ) { return randomToldApart( random, 3000, 700 ); },
+        { 6000, 18002, 14399481648143309981ULL } },
+      { 100,
+        5,
+        []( Random& random ) { return randomFamily( random, upTo( 32, random ), 12 ); },
+        { 2646, 12208, 12160086347250298817ULL } },
+      { 20,
+        10,
+        []( Random& random ) { return crossingRuns( random, upTo( 1024, random ) ); },
+        { 14946, 71052, 16895153229411806296ULL } },
+      { 1,
+        16,
+        []( Random& random ) { return crossingRuns( random, 40000 ); },
+        { 40000, 121564, 5024976247818266549ULL } },
+  };
+  for ( Kind const& kind : kinds ) EXPECT_EQ( kind.as, written( kind.families, kind.width, kind.make ) );
 }
 
 bool overlap( std::vector<std::uint32_t> const& a, std::vector<std::uint32_t> const& b ) {
