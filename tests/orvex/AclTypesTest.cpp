@@ -72,7 +72,8 @@ TEST( IpPrefixList, EqualityIsThatOfTheTwoSets ) {
   EXPECT_FALSE( list->isEqual( prefixes( "10.0.0.0/8 !10.1.0.0/16" ) ) );
   EXPECT_FALSE( list->isEqual( nullptr ) );
   EXPECT_NE( list->hash(), prefixes( "10.0.0.0/8 192.0.2.0/24 10.1.0.0/16" )->hash() );
-  // The prefix hash is what it is: these two collide, and equality tells them apart.
+  // The prefix hash is what it is: the last two collide, and equality tells them apart.
+  EXPECT_EQ( 0xB0E722CBU, prefixHash( Vell::IpGenPrefix( 0xC0000201, 32 ) ) );
   EXPECT_EQ( prefixes( "10.0.0.0/8" )->hash(), prefixes( "11.0.0.0/9" )->hash() );
   EXPECT_FALSE( prefixes( "10.0.0.0/8" )->isEqual( prefixes( "11.0.0.0/9" ) ) );
 }
