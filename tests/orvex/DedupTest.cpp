@@ -42,6 +42,19 @@ class Collector : public DedupMarkAndSweeper {
   std::vector<std::uint64_t> swept;
 };
 
+TEST( DedupableList, DropsTheObjectThatIsNamed ) {
+  auto const first = Kiv::make<Thing>( 1, 1 );
+  auto const second = Kiv::make<Thing>( 2, 2 );
+  for ( auto const& [dropped, left] : { std::pair{ first, second }, std::pair{ second, first } } ) {
+    DedupableList list( 0 );
+    list.dedupedObjIs( first, true );
+    list.dedupedObjIs( second, true );
+    list.dedupedObjDel( dropped );
+    EXPECT_EQ( nullptr, list.find( dropped ) );
+    EXPECT_EQ( left, list.find( left ) );
+  }
+}
+
 /// Random passes against the list of contents that the last pass used, in the order in which they first came.
 TEST( DedupMarkAndSweeper, PassesKeepTheKeysOfWhatIsUsedAndSweepTheRestInOrderOfArrival ) {
   std::uint32_t const seed = 1;
@@ -83,6 +96,18 @@ TEST( DedupMarkAndSweeper, PassesKeepTheKeysOfWhatIsUsedAndSweepTheRestInOrderOf
     }
     EXPECT_TRUE( collector->dedupedHash().empty() );
   }
+}
+
+TEST( PrefixListDedup, ListsAreEqualByContentUntilOneIsEdited ) {
+  auto const list = prefixes( "10.0.0.0/8" );
+  auto const before = Kiv::make<PrefixListDedup>( list );
+  auto const other = Kiv::make<PrefixListDedup>( prefixes( "10.0.0.0/8" ) );
+  EXPECT_TRUE( before->isEqual( other ) );
+  list->addrIs( Vell::IpGenPrefix( 0x0A000000, 9 ) );
+  list->addrDel( Vell::IpGenPrefix( 0x0A000000, 9 ) );
+  EXPECT_FALSE( before->isEqual( other ) );
+  EXPECT_FALSE( before->isEqual( Kiv::make<PrefixListDedup>( list ) ) );
+  EXPECT_TRUE( other->isEqual( Kiv::make<PrefixListDedup>( list ) ) );
 }
 
 TEST( PrefixListDedup, ANewListNeverGetsTheSetOfAFreedOne ) {

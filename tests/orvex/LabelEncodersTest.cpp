@@ -82,8 +82,9 @@ TEST( RangeEncoder, GivesEverySetTheLabelsOfItsOwnValuesAndNoOthers ) {
                                            EncodingAttr( 8, EncodedLabel( static_cast<std::uint16_t>( invalid ) ) ) );
     std::map<std::uint64_t, std::vector<RangeSetElem>> sets;
     for ( std::uint64_t key = 1; key <= 12; ++key ) split.add( key, sets[key] = randomRanges( random, 65535 ) );
+    split.add( 13, sets[13] = sets[1] );  // shares its labels
     RangeEncoder encoder( split );
-    for ( std::uint64_t key = 1; key <= 12; ++key )
+    for ( std::uint64_t key = 1; key <= 13; ++key )
       encoder.usage->valueInc( GenSetKey( key ), static_cast<std::uint32_t>( random() % 3 ) );
     ASSERT_EQ( StageStatusType::finishedSuccess, split.kick() );
     ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
