@@ -83,6 +83,22 @@ TEST( PrefixSet, HashesAndComparesAsThePrefixListOfItsContent ) {
   EXPECT_NE( list->hash(), other->hash() );
 }
 
+TEST( EncodedLabelWithMaskList, AChangeIsSeenInNoListThatSharesTheEntries ) {
+  auto const entry = []( std::uint16_t label ) {
+    return EncodedLabelWithMask( EncodedLabel( label ), LabelMask( 15 ) );
+  };
+  EncodedLabelWithMaskList list( GenSetKey( 1 ) ), other( GenSetKey( 2 ) );
+  list.encLabelAndMaskIs( entry( 1 ) );
+  list.encLabelAndMaskIs( entry( 2 ) );
+  other.entriesAre( list.entries() );
+  other.encLabelAndMaskDel( entry( 1 ) );
+  other.encLabelAndMaskIs( entry( 3 ) );
+  for ( std::uint16_t label = 1; label <= 3; ++label ) {
+    EXPECT_EQ( label != 3, list.encLabelAndMaskHas( entry( label ) ) );
+    EXPECT_EQ( label != 1, other.encLabelAndMaskHas( entry( label ) ) );
+  }
+}
+
 TEST( RangeSetElem, RefusesAFirstAboveTheLastAlsoFromText ) {
   std::string const text = "RangeSetElem::first > RangeSetElem::last not allowed";
   std::string const front = "Value('Orvex::RangeSetElem', ** {'first': 80, 'last': ";
@@ -96,6 +112,9 @@ TEST( EncodingAttr, RefusesWidthsAbove16AlsoFromText ) {
   std::string const front = "Value('Orvex::EncodingAttr', ** {'width': ";
   std::string const back = ", 'invalidEncValue': Value('Orvex::EncodedLabel', ** {'value': 9})})";
   EncodingAttr const attr( 16, EncodedLabel( 9 ) );
+  ChipHwCapability const capability( Brae::ChipId( 1 ) );
+  for ( auto const& [key, byDefault] : capability.prefixEncodingAttr() )
+    EXPECT_EQ( EncodingAttr( 16, EncodedLabel( 0 ) ), byDefault );
   EXPECT_EQ( front + "16" + back, Kiv::valueToStrep( attr ).view() );
   EXPECT_EQ( attr, Kiv::strepToValue<EncodingAttr>( front + "16" + back ) );
   for ( std::string const width : { "17", "256", "65536" } )
