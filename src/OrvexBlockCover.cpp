@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 
 namespace Orvex {
 
 BlockCover::BlockCover( std::uint32_t widthBits, std::span<std::uint16_t const> taken )
     : takenBelow_( ( std::size_t{ 1 } << widthBits ) + 1, 0 ) {
   for ( std::uint16_t const value : taken ) takenBelow_[value + std::size_t{ 1 }] = 1;
-  for ( std::size_t value = 1; value != takenBelow_.size(); ++value ) takenBelow_[value] += takenBelow_[value - 1];
+  std::partial_sum( takenBelow_.begin(), takenBelow_.end(), takenBelow_.begin() );
 }
 
 std::vector<EncodedLabelRange> BlockCover::blocksOf( std::span<std::uint16_t> values ) const {

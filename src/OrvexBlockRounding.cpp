@@ -191,11 +191,9 @@ class PricedWays {
     if ( weight == 0 ) return;
     std::uint64_t values = inside.values;
     for ( std::uint64_t left = blocks; left > 1; ) {
-      std::uint64_t const saved = lowestRun( values ) - 1;
+      left -= lowestRun( values ) - 1;
       values = roundedUp( values );
       if ( values > space_ ) return;
-      if ( saved == 0 ) continue;
-      left -= saved;
       own_.add( { inside.cost + weight * ( left - 1 ), static_cast<std::uint32_t>( values ), way } );
     }
   }
@@ -204,15 +202,6 @@ class PricedWays {
     std::size_t const parent = shapes_[place].parent;
     Way* const ofParent = &inside_[parent * most_];
     std::uint8_t& count = insideCount_[parent];
-    if ( own_.size() == 1 ) {
-      while ( count > 1 && ofParent[count - 1].values + own_[0].values > space_ ) --count;
-      for ( std::uint8_t way = 0; way != count; ++way ) {
-        ofParent[way].values += own_[0].values;
-        ofParent[way].cost += own_[0].cost;
-        joints_[place * most_ + way] = { way, 0 };
-      }
-      return;
-    }
     joined_.clear();
     for ( std::uint8_t before = 0; before != count; ++before )
       for ( std::uint8_t own = 0; own != own_.size(); ++own ) {
