@@ -233,8 +233,17 @@ TEST_F( StageController, AReplacedStatusIsWatchedInPlaceOfTheOldOne ) {
   kick();
   EXPECT_THAT( run(), testing::Contains( "next" ) );
   EXPECT_EQ( finishedSuccess, status->status() );
+}
+
+TEST_F( StageController, NoStatusIsWatchedThatHasBeenTakenAway ) {
   statuses->aggregatorStatusDel();
-  EXPECT_EQ( 0U, stage["aggregator"]->status()->notifiees() );
+  statuses->prefixXformStatusDelAll();
+  statuses->rangeSplitStatusDelAll();
+  statuses->prefixEncoderStatusDelAll();
+  statuses->rangeEncoderStatusDelAll();
+  statuses->ruleExpanderStatusDel();
+  statuses->loaderStatusDel();
+  for ( auto const& [name, each] : stage ) EXPECT_EQ( 0U, each->status()->notifiees() ) << name;
 }
 
 TEST_F( StageController, AKickGoesOnWhenTheMemberThatItWaitsForIsTakenAway ) {
