@@ -11,6 +11,7 @@ namespace {
 
 using Test::ComboStage;
 using Test::piecesText;
+using Test::prefixesIn;
 using Test::PrefixStage;
 using Test::RangeStage;
 
@@ -82,9 +83,8 @@ TEST( RangeEncoder, GivesEverySetTheLabelsOfItsOwnValuesAndNoOthers ) {
                                            EncodingAttr( 8, EncodedLabel( static_cast<std::uint16_t>( invalid ) ) ) );
     std::map<std::uint64_t, std::vector<RangeSetElem>> sets;
     for ( std::uint64_t key = 1; key <= 12; ++key ) split.add( key, sets[key] = randomRanges( random, 65535 ) );
-    split.add( 13, sets[13] = sets[1] );  // shares its labels
     RangeEncoder encoder( split );
-    for ( std::uint64_t key = 1; key <= 13; ++key )
+    for ( std::uint64_t key = 1; key <= 12; ++key )
       encoder.usage->valueInc( GenSetKey( key ), static_cast<std::uint32_t>( random() % 3 ) );
     ASSERT_EQ( StageStatusType::finishedSuccess, split.kick() );
     ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
@@ -124,6 +124,23 @@ TEST( RangeEncoder, MatchesRawValuesExactlyWhereTheFieldHasNoLabels ) {
       ASSERT_EQ( isIn( set, value ), matches( *encoder.status, 1, value ) ) << value;
       ASSERT_EQ( isIn( beyond, value ), matches( *encoder.status, 2, value ) ) << value;
     }
+  }
+}
+
+/// The reserved value can be matched too where every value has a label.
+TEST( RangeEncoder, TakesOneEntryForAllLabelsWhereTheyCoverTheField ) {
+  for ( bool const covers : { true, false } ) {
+    RangeStage split( 2 );
+    split.capability->labelPlacementIs( LabelPlacement::nested );
+    split.add( 1, covers ? "0-65535" : "0-65534" );
+    split.add( 2, "0-99" );
+    split.add( 3, "100-199" );
+    RangeEncoder encoder( split );
+    for ( std::uint64_t key = 1; key <= 3; ++key ) encoder.usage->valueInc( GenSetKey( key ), 1 );
+    split.kick();
+    ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
+    EXPECT_EQ( covers, matches( *encoder.status, 1, 0 ) );
+    EXPECT_EQ( covers ? 1U : 2U, encoder.status->encodedLabelList().find( GenSetKey( 1 ) )->encLabelAndMask().size() );
   }
 }
 
@@ -195,6 +212,20 @@ TEST( PrefixLabelEncoder, GivesTheInvalidValueToAPieceThatNoSetContains ) {
   EXPECT_EQ( "10.0.0.0/8=0 10.1.0.0/16=9", piecesText( encoder.table() ) );
   EXPECT_TRUE( matches( *encoder.status, 1, 0 ) );
   EXPECT_FALSE( matches( *encoder.status, 1, 9 ) );
+}
+
+TEST( PrefixLabelEncoder, GivesEqualSetsTheSameEntries ) {
+  for ( LabelPlacement const placement : { LabelPlacement::nested, LabelPlacement::costOrder } ) {
+    PrefixStage xform( 4 );
+    for ( std::uint64_t key = 1; key <= 4; ++key ) xform.add( key, "10.0.0.0/8 192.0.2.0/24 !10.1.0.0/16" );
+    xform.add( 5, "10.0.0.0/7" );
+    xform.capability->labelPlacementIs( placement );
+    PrefixEncoder encoder( xform );
+    ASSERT_EQ( StageStatusType::finishedSuccess, xform.kick() );
+    ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
+    std::uint32_t const value = encoder.table().find( *prefixesIn( "192.0.2.0/24" ).own.begin() )->value();
+    for ( std::uint64_t key = 1; key <= 5; ++key ) EXPECT_EQ( key != 5, matches( *encoder.status, key, value ) ) << key;
+  }
 }
 
 TEST( PrefixLabelEncoder, DropsTheTableEntriesOfPrefixesThatHaveGone ) {
