@@ -42,14 +42,18 @@ class Collector : public DedupMarkAndSweeper {
   std::vector<std::uint64_t> swept;
 };
 
-TEST( DedupableList, DropsTheObjectThatIsNamed ) {
+TEST( DedupableList, HoldsObjectsInTheOrderInWhichTheyCame ) {
+  using Members = std::vector<DedupableList::Member>;
   auto const first = Kiv::make<Thing>( 1, 1 );
   auto const second = Kiv::make<Thing>( 2, 2 );
   for ( auto const& [dropped, left] : { std::pair{ first, second }, std::pair{ second, first } } ) {
     DedupableList list( 0 );
     list.dedupedObjIs( first, true );
     list.dedupedObjIs( second, true );
+    EXPECT_EQ( ( Members{ { first, true }, { second, true } } ), list.dedupedObj() );
+    list.dedupedObjIs( left, false );
     list.dedupedObjDel( dropped );
+    EXPECT_EQ( ( Members{ { left, false } } ), list.dedupedObj() );
     EXPECT_EQ( nullptr, list.find( dropped ) );
     EXPECT_EQ( left, list.find( left ) );
   }
