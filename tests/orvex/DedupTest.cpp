@@ -102,6 +102,19 @@ TEST( DedupMarkAndSweeper, PassesKeepTheKeysOfWhatIsUsedAndSweepTheRestInOrderOf
   }
 }
 
+TEST( DedupMarkAndSweeper, FindsWhatIsBehindAnObjectThatWasDropped ) {
+  auto const collector = Kiv::make<Collector>();
+  Kiv::Ptr<Thing> const things[] = { Kiv::make<Thing>( 1, 1 ), Kiv::make<Thing>( 2, 2 ), Kiv::make<Thing>( 3, 3 ) };
+  for ( auto const& thing : things ) collector->addDeduped( thing );
+  collector->unmarkAll();
+  collector->dedupedDel( things[0] );
+  collector->addDeduped( things[2] );
+  collector->sweepUnmarked();
+  EXPECT_EQ( std::vector<std::uint64_t>{ 2 }, collector->swept );
+  ASSERT_EQ( 1U, collector->deduped().size() );
+  EXPECT_EQ( things[2], collector->deduped()[0].object );
+}
+
 TEST( PrefixListDedup, ListsAreEqualByContentUntilOneIsEdited ) {
   auto const list = prefixes( "10.0.0.0/8" );
   auto const before = Kiv::make<PrefixListDedup>( list );

@@ -50,6 +50,7 @@ TEST( GenSet, OfAnotherTypeOrClassIsAnotherSet ) {
   auto const combo = Kiv::make<ComboLabelSet>( GenSetKey( 1 ), ComboLabelSetType::ipv4SrcDstPrefix );
   sport->rangeIs( RangeSetElem( 1, 10 ) );
   dport->rangeIs( RangeSetElem( 1, 10 ) );
+  EXPECT_EQ( "Key: 1, type: srcPort 1-10", sport->stringValue() );
   EXPECT_NE( sport->hash(), dport->hash() );
   EXPECT_FALSE( sport->isEqual( dport ) );
   sport->rangeDelAll();

@@ -235,12 +235,28 @@ TEST_F( StageController, AReplacedStatusIsWatchedInPlaceOfTheOldOne ) {
   EXPECT_EQ( finishedSuccess, status->status() );
 }
 
-TEST_F( StageController, NoStatusIsWatchedThatHasBeenTakenAway ) {
+TEST_F( StageController, AStatusIsWatchedFromWhenItComesUntilItIsTakenAway ) {
+  PrefixXformKey const prefixes( Vell::AddressFamily::ipv6, true );
+  statuses->prefixXformStatusIs( prefixes, add( "prefixXform3" )->status() );
+  statuses->prefixEncoderStatusIs( prefixes, add( "prefixEncoder3" )->status() );
+  statuses->rangeSplitStatusIs( RangeSetType::ttl, add( "rangeSplit3" )->status() );
+  statuses->rangeEncoderStatusIs( RangeSetType::ttl, add( "rangeEncoder3" )->status() );
+  for ( auto const type : { ComboLabelSetType::srcDstL4Port, ComboLabelSetType::ipv4SrcDstPrefix } ) {
+    std::string const name = std::string( Kiv::stringValue( type ) );
+    statuses->comboLabelResolverStatusIs( type, add( "resolver " + name )->status() );
+    statuses->comboLabelSplitStatusIs( type, add( "split " + name )->status() );
+    statuses->comboLabelEncoderStatusIs( type, add( "encoder " + name )->status() );
+  }
+  for ( auto const& [name, each] : stage ) EXPECT_EQ( 1U, each->status()->notifiees() ) << name;
+
   statuses->aggregatorStatusDel();
   statuses->prefixXformStatusDelAll();
   statuses->rangeSplitStatusDelAll();
+  statuses->comboLabelResolverStatusDelAll();
+  statuses->comboLabelSplitStatusDelAll();
   statuses->prefixEncoderStatusDelAll();
   statuses->rangeEncoderStatusDelAll();
+  statuses->comboLabelEncoderStatusDelAll();
   statuses->ruleExpanderStatusDel();
   statuses->loaderStatusDel();
   for ( auto const& [name, each] : stage ) EXPECT_EQ( 0U, each->status()->notifiees() ) << name;

@@ -77,6 +77,24 @@ TYPED_TEST( XformSm, AFailureKeepsItsResultAndIsForgottenWithTheNextEdit ) {
   EXPECT_EQ( StageStatusType::finishedFailed, stage.kick() );
 }
 
+TEST( GenSetKeyGroupDeduper, NumbersDistinctGroupsAsTheyComeAndTakesOneFamilyOfNumberedOnes ) {
+  using ClassIds = std::vector<GenSetKeyClasses::ClassId>;
+  auto const group = []( std::vector<GenSetKey> const& keys ) { return Kiv::make<GenSetKeyGroup>( keys ); };
+  auto const plain = Kiv::make<GenSetKeyGroupDeduper>();
+  EXPECT_EQ( PlainLabel( 1 ), plain->addGroup( group( { GenSetKey( 1 ), GenSetKey( 2 ) } ) ) );
+  EXPECT_EQ( PlainLabel( 2 ), plain->addGroup( group( { GenSetKey( 2 ) } ) ) );
+  EXPECT_EQ( PlainLabel( 1 ), plain->addGroup( group( { GenSetKey( 2 ), GenSetKey( 1 ) } ) ) );
+
+  auto const classes = Kiv::make<GenSetKeyClasses>(
+      std::vector<GenSetKeyClasses::Member>{ { 0, GenSetKey( 1 ) }, { 1, GenSetKey( 2 ) } } );
+  GenSetKeyGroupInterner interner( classes );
+  auto const numbered = Kiv::make<GenSetKeyGroupDeduper>();
+  EXPECT_EQ( PlainLabel( 1 ), numbered->addGroup( interner.group( ClassIds{ 1 } ) ) );
+  EXPECT_EQ( PlainLabel( 2 ), numbered->addGroup( interner.group( ClassIds{ 0, 1 } ) ) );
+  EXPECT_EQ( PlainLabel( 1 ), numbered->addGroup( interner.group( ClassIds{ 1 } ) ) );
+  EXPECT_DEATH( numbered->addGroup( group( { GenSetKey( 2 ) } ) ), "made of the same classes" );
+}
+
 TEST( PrefixXformSm, TheLabelOfWhatNoListContainsCountsAgainstTheWidth ) {
   TraceLines const silence( 0 );
   PrefixStage stage( 1 );
