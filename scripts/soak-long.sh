@@ -2,9 +2,11 @@
 # The long campaign, in chunks that it need not do at one go: 1,000,000 policies proved cold, 1,000,000 edit states,
 # 1,000,000,000 packets, 100,000 broken tables, all small worlds, and the other modes.
 #
-#   scripts/soak-long.sh LOG [SEED [MODE...]]    does what LOG does not have of this commit, and appends a line for each chunk:
-#                                                mode seed first count passed failed seconds commit
-#   scripts/soak-long.sh --summary LOG           adds up by commit and mode
+#   scripts/soak-long.sh LOG [SEED [MODE...]]    does what LOG does not have of these sources, and appends a line for each chunk:
+#                                                mode seed first count passed failed seconds sources
+#   scripts/soak-long.sh --summary LOG           adds up by sources and mode
+#
+# The sources are told by a hash of what the soaked programs are made of, whatever commit that is in.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
@@ -29,7 +31,7 @@ soak=build/release/soak/orvex-soak
 summary() {
   awk '{ key = $8 " " $1; cases[key] += $4; passed[key] += $5; failed[key] += $6; seconds[key] += $7 }
        END { for (key in cases) print key, cases[key], passed[key], failed[key], seconds[key] }' "$1" | sort |
-    awk 'BEGIN { print "commit mode cases passed failed seconds" } { print }' | column -t
+    awk 'BEGIN { print "sources mode cases passed failed seconds" } { print }' | column -t
 }
 
 # Chunks with failures are in the log too; what failed is in LOG.failures, with the command that does it again.
@@ -42,7 +44,7 @@ chunk() {
     exit 1
   fi
   [ "${result#* }" -eq 0 ] || echo "$output" >>"$log.failures"
-  echo "$mode $seed $first $count $result $((SECONDS - started)) $commit" | tee -a "$log"
+  echo "$mode $seed $first $count $result $((SECONDS - started)) $sources" | tee -a "$log"
 }
 
 cases_of() { "$soak" "$1" --help | sed -n 's/.*all \([0-9]*\) cases there are.*/\1/p'; }
@@ -59,7 +61,7 @@ if [ -n "$(git status --porcelain --untracked-files=no)" ]; then
   echo "There are changes that are in no commit." >&2
   exit 2
 fi
-commit=$(git rev-parse --short=12 HEAD)
+sources=$(git ls-tree HEAD cli host include platform soak src | git hash-object --stdin | head -c 12)
 require_packages "${build_packages[@]}" >&2
 build_preset release orvex-soak >&2
 
@@ -69,7 +71,7 @@ while read -r mode total size <&3; do
   [ "$total" != all ] || total=$(cases_of "$mode")
   for ((first = 1; first <= total; first += size)); do
     count=$((first + size > total + 1 ? total + 1 - first : size))
-    awk -v key="$mode $seed $first $count $commit" '$1 " " $2 " " $3 " " $4 " " $8 == key { found = 1 } END { exit !found }' \
+    awk -v key="$mode $seed $first $count $sources" '$1 " " $2 " " $3 " " $4 " " $8 == key { found = 1 } END { exit !found }' \
       "$log" || chunk "$mode" "$first" "$count"
   done
 done 3<<<"$campaign"
