@@ -77,19 +77,21 @@ exhaustion 1000
 handshake 4300"
 
 run_job() {
-  local tree=$work/tree-$1 file line old new
+  local tree=$work/tree-$1 file line old new result
   cp "$tree/build/libOrvex.so" "$tree/libOrvex.unchanged"
   while IFS=$'\t' read -r file line old new; do
     grep -qF "$(printf '%s\t%s\t%s\t%s\t' "$sources" "$file" "$line" "$new")" "$log" && continue
     [ "$(tried)" -lt "$count" ] || break
     LINE=$line NEW=$new awk 'NR == ENVIRON["LINE"] { print ENVIRON["NEW"]; next } { print }' "$file" >"$tree/$file"
-    printf '%s\t%s\t%s\t%s\t%s\t%s\n' "$sources" "$file" "$line" "$new" "$old" "$(verdict "$tree")" >>"$log"
+    result=$(verdict "$tree")
+    printf '%s\t%s\t%s\t%s\t%s\t%s\n' "$sources" "$file" "$line" "$new" "$old" "$result" >>"$log"
     cp "$file" "$tree/$file"
-  done < <(python3 scripts/mutants.py "$seed" src/*.cpp | awk -v jobs="$jobs" -v job="$1" 'NR % jobs == job')
+  done < <(awk -v jobs="$jobs" -v job="$1" 'NR % jobs == job' "$work/faults")
 }
 # Those that compile to something else count.
 tried() { awk -F'\t' -v sources="$sources" '$1 == sources && $6 != "does not compile" && $6 != "same code"' "$log" | wc -l; }
 
+python3 scripts/mutants.py "$seed" src/*.cpp >"$work/faults"
 for job in $(seq 0 $((jobs - 1))); do prepare "$job"; done
 for job in $(seq 0 $((jobs - 1))); do run_job "$job" & done
 wait

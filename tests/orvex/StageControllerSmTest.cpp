@@ -262,6 +262,19 @@ TEST_F( StageController, AStatusIsWatchedFromWhenItComesUntilItIsTakenAway ) {
   for ( auto const& [name, each] : stage ) EXPECT_EQ( 0U, each->status()->notifiees() ) << name;
 }
 
+TEST_F( StageController, AKickGoesOnWhenAMemberThatHasFinishedComesInPlaceOfTheOneThatItWaitsFor ) {
+  stage["prefixXform2"]->result = inProgress;
+  kick();
+  run();
+  auto const next = add( "next" );
+  PrefixXformKey const second = prefixMembers()[1].first;
+  configs->prefixXformConfigIs( second, next->kicker() );
+  next->kicker()->kickTimeIs( lastKickTime );
+  EXPECT_EQ( Pass{ "next" }, run() );
+  statuses->prefixXformStatusIs( second, next->status() );
+  EXPECT_EQ( "rangeSplit", runAndFirst() );
+}
+
 TEST_F( StageController, AKickGoesOnWhenTheMemberThatItWaitsForIsTakenAway ) {
   stage["prefixXform2"]->result = inProgress;
   kick();
