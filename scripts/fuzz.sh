@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Looks for inputs that break what readers promise: scripts/fuzz.sh TARGET SECONDS [JOBS], or "all" for each target in turn.
-# Without arguments it lists the targets.
+# Looks for inputs that break what readers promise: scripts/fuzz.sh TARGET SECONDS, or "all" for each target, JOBS at a time:
+# scripts/fuzz.sh all SECONDS [JOBS]. Without arguments it lists the targets.
 #
 # Inputs that reach new code go to build/fuzz/corpus/TARGET, and are there for the next run; those that break something to
 # build/fuzz/found/TARGET. At the end it says how much of each source file that the inputs reach is covered.
@@ -23,12 +23,11 @@ by_file() {
 }
 
 fuzz() {
-  local target=$1 seconds=$2 jobs=$3 program=build/fuzz/fuzz/$1 own=build/fuzz/corpus/$1 found=build/fuzz/found/$1/ folders options
+  local target=$1 seconds=$2 program=build/fuzz/fuzz/$1 own=build/fuzz/corpus/$1 found=build/fuzz/found/$1/ folders options
   mkdir -p "$own" "$found"
   mapfile -t folders <"$program.folders"
   options=(-timeout=60 "-rss_limit_mb=$mebibytes" "-artifact_prefix=$found")
   [ ! -f "fuzz/dictionaries/$target.dict" ] || options+=("-dict=fuzz/dictionaries/$target.dict")
-  if [ "$jobs" -gt 1 ]; then options+=("-fork=$jobs"); fi
   if ! "$program" "${options[@]}" "-max_len=$bytes_per_input" "-max_total_time=$seconds" -print_final_stats=1 -verbosity=1 \
     "$own" "${folders[@]}" >"build/fuzz/$target.log" 2>&1; then
     grep -aE '^(found:|SUMMARY:|==.*ERROR|.*runtime error:|terminate called|  what\(\):)' "build/fuzz/$target.log" | head -n 20 || true
@@ -37,9 +36,17 @@ fuzz() {
     echo "When the fault is repaired, copy the input to fuzz/corpus/$target/, under a name that says what went wrong."
     return 1
   fi
-  grep -aE '^#[0-9]+.*DONE|^#[0-9]+: cov|^stat::(number_of_executed_units|average_exec_per_sec|new_units_added)' \
+  grep -aE '^#[0-9]+.*DONE|^stat::(number_of_executed_units|average_exec_per_sec|new_units_added)' \
     "build/fuzz/$target.log" | tail -n 4
   "$program" -runs=0 -print_coverage=1 "$own" "${folders[@]}" 2>&1 | by_file
+}
+
+# Prints what a target has to say in one piece.
+report() {
+  local output failed=0
+  output=$(fuzz "$@") || failed=1
+  printf '== fuzz: %s\n%s\n' "$1" "$output"
+  return "$failed"
 }
 
 if [ $# -eq 0 ]; then
@@ -54,8 +61,14 @@ require_packages "${build_packages[@]}" "${fuzz_packages[@]}"
 mapfile -t chosen < <([ "$1" = all ] && targets || echo "$1")
 build_preset fuzz "${chosen[@]/#/fuzz_}"
 failed=0
+running=0
 for target in "${chosen[@]}"; do
-  echo "== fuzz: $target"
-  fuzz "$target" "$2" "${3:-1}" || failed=1
+  if [ "$running" -eq "${3:-1}" ]; then
+    wait -n || failed=1
+    running=$((running - 1))
+  fi
+  report "$target" "$2" &
+  running=$((running + 1))
 done
+for ((; running != 0; --running)); do wait -n || failed=1; done
 exit "$failed"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What takes too long for every change, and is run before a release: coverage, the analysers, fuzzing for two hours and a half,
-# a long soak, and the Debian packages in an empty system.
+# What takes too long for every change, and is run before a release: coverage, the analysers, fuzzing for a quarter of an hour
+# each reader, a long soak, and the Debian packages in an empty system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/dependencies.sh
