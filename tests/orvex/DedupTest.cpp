@@ -44,8 +44,8 @@ class Collector : public DedupMarkAndSweeper {
 
 TEST( DedupableList, HoldsObjectsInTheOrderInWhichTheyCame ) {
   using Members = std::vector<DedupableList::Member>;
-  auto const first = Kiv::make<Thing>( 1, 1 );
-  auto const second = Kiv::make<Thing>( 2, 2 );
+  auto const first = Kiv::make<Thing>( 1, 1U );
+  auto const second = Kiv::make<Thing>( 2, 2U );
   for ( auto const& [dropped, left] : { std::pair{ first, second }, std::pair{ second, first } } ) {
     DedupableList list( 0 );
     list.dedupedObjIs( first, true );
@@ -104,7 +104,7 @@ TEST( DedupMarkAndSweeper, PassesKeepTheKeysOfWhatIsUsedAndSweepTheRestInOrderOf
 
 TEST( DedupMarkAndSweeper, FindsWhatIsBehindAnObjectThatWasDropped ) {
   auto const collector = Kiv::make<Collector>();
-  Kiv::Ptr<Thing> const things[] = { Kiv::make<Thing>( 1, 1 ), Kiv::make<Thing>( 2, 2 ), Kiv::make<Thing>( 3, 3 ) };
+  Kiv::Ptr<Thing> const things[] = { Kiv::make<Thing>( 1, 1U ), Kiv::make<Thing>( 2, 2U ), Kiv::make<Thing>( 3, 3U ) };
   for ( auto const& thing : things ) collector->addDeduped( thing );
   collector->unmarkAll();
   collector->dedupedDel( things[0] );
