@@ -35,10 +35,13 @@ file( RELATIVE_PATH ORVEX_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FUL
 configure_file( cmake/orvex.pc.in ${PROJECT_BINARY_DIR}/orvex.pc @ONLY )
 install( FILES ${PROJECT_BINARY_DIR}/orvex.pc DESTINATION ${pkgconfig_dir} COMPONENT development )
 
-# Documents and examples stand to each other as they do here, so that their links hold.
+# Documents and examples stand to each other as they do here, so that links between them hold; those into the sources lead
+# nowhere.
 set( doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/orvex )
 install( FILES README.md LICENSE DESTINATION ${doc_dir} COMPONENT command )
-install( DIRECTORY docs DESTINATION ${doc_dir} COMPONENT command FILES_MATCHING PATTERN "*.md" PATTERN embedding.md EXCLUDE )
+install( DIRECTORY docs DESTINATION ${doc_dir} COMPONENT command
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.webp" PATTERN embedding.md EXCLUDE
+)
 install( DIRECTORY examples DESTINATION ${doc_dir} COMPONENT command
   PATTERN driver EXCLUDE
   PATTERN stages EXCLUDE

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles every header alone with both compilers, seeing only what its layer may include.
+# Compiles every header alone with both compilers, but those of bench and tests, seeing only what its layer may include.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
