@@ -16,7 +16,7 @@ constexpr std::string_view kExitStatus =
     "\nExit status:\n"
     "  0                               done\n"
     "  1                               the answer is no: it does not fit, it differs, it is refused\n"
-    "  2                               the question was wrong: usage, input or output\n";
+    "  2                               the question was wrong (usage, input, output), or too hard to decide\n";
 
 /// A name and what it is; a long name has a line of its own.
 std::string row( std::string name, std::string_view description ) {

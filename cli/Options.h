@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the command line says, as plain values; each subcommand is a function of them. Arguments.cpp fills them in.
+/// What the command line says, as plain values; each subcommand is a function of them. main.cpp fills them in.
 
 #include <cstdint>
 #include <map>

@@ -106,8 +106,9 @@ void addConsole( CLI::App& command, ConsoleOptions& options ) {
       ->check( CLI::Validator( []( std::string& text ) { return traceIs( text ); }, "" ) );
 }
 
-void addPolicy( CLI::App& command, PolicyOptions& options ) {
-  command.add_option( "POLICY", options.files, "files that make the policy together; - is standard input" )->required();
+void addPolicy( CLI::App& command, PolicyOptions& options,
+                std::string const& files = "files that make the policy together; - is standard input" ) {
+  command.add_option( "POLICY", options.files, files )->required();
   command.add_option( "--from", options.format, "the format; else the content tells" )
       ->transform( oneOf( policyFormats() ) );
   command.add_flag_callback(
@@ -203,13 +204,13 @@ class CommandLine {
         add( "verify", "prove that a snapshot is a policy (POLICY ... SNAPSHOT), or that two policies are one",
              [this] { return Cli::verify( verify_ ); } );
     addConsole( verify, verify_.console );
-    addPolicy( verify, verify_.policy );
+    addPolicy( verify, verify_.policy, "the policy's files, and last the snapshot; with --equal, two policies" );
     verify.add_flag( "--equal", verify_.equal, "compare two policies" );
 
     CLI::App& update = add( "update", "load one policy and then another (OLD NEW), and say what changes on the chip",
                             [this] { return Cli::update( update_ ); } );
     addConsole( update, update_.console );
-    addPolicy( update, update_.policy );
+    addPolicy( update, update_.policy, "the old policy and the new one, a file each" );
     update.add_option( "--chip", update_.chip, "a chip of \"orvex chips\", or a profile's file" )->type_name( kChip );
     update.add_option( "--format", update_.format, "the writes in order, or a summary" )
         ->transform( oneOf<UpdateFormat>( { { "summary", UpdateFormat::summary }, { "json", UpdateFormat::json } } ) );
