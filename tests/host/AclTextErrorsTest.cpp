@@ -38,7 +38,7 @@ TEST_P( AclTextErrors, AreAllToldWithPlaceAndRemedy ) {
   ASSERT_NE( nullptr, file );
   EXPECT_FALSE( readAclText( { file }, diagnostics ) );
   EXPECT_TRUE( diagnostics.failed() );
-  EXPECT_EQ( contentOf( GetParam() + ".expected" ), diagnostics.text() );
+  EXPECT_EQ( contentOf( GetParam() + ".expected" ), messagesOf( diagnostics ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Corpus, AclTextErrors, testing::ValuesIn( corpusNames( kCorpus, ".acl" ) ),

@@ -6,9 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "input/Diagnostics.h"
+#include "input/Utf8.h"
 
 namespace Orvex::Host::Test {
 
@@ -30,6 +34,28 @@ inline std::string contentOf( std::filesystem::path const& path ) {
 inline std::string testNameOf( std::string corpusName ) {
   std::replace( corpusName.begin(), corpusName.end(), '-', '_' );
   return corpusName;
+}
+
+/// Each message with what is underlined of its line: `edge.acl:3:13: error: "tpc" is no protocol [tpc]`. How lines are shown
+/// is tested beside the messages themselves (InputTest).
+inline std::string messagesOf( Diagnostics const& diagnostics ) {
+  std::vector<std::string> lines;
+  std::istringstream text( diagnostics.text() );
+  for ( std::string line; std::getline( text, line ); ) {
+    std::size_t const caret = line.find_first_not_of( " \t" );
+    if ( caret == std::string::npos || line[caret] != '^' ) {
+      lines.push_back( line );
+      continue;
+    }
+    std::string_view source = lines.back();
+    source.remove_prefix( firstCodePoints( source, caret ).size() );
+    std::string const part( firstCodePoints( source, line.size() - caret ) );
+    lines.pop_back();
+    lines.back() += " [" + part + "]";
+  }
+  std::string messages;
+  for ( std::string const& line : lines ) messages += line + "\n";
+  return messages;
 }
 
 }  // namespace Orvex::Host::Test

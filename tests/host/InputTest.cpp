@@ -99,6 +99,7 @@ TEST( Diagnostics, ShowTheLineWithACaretUnderThePlace ) {
   EXPECT_EQ( "edge.acl:1:9: error: wrong\n\tpermit tpc any\n\t       ^~~\n", shown( place( "tpc" ) ) );
   EXPECT_EQ( "edge.acl:2:4: error: wrong\nä€ bad\n   ^~~\n", shown( place( "bad" ) ) );
   EXPECT_EQ( "edge.acl:2:7: error: wrong\nä€ bad\n      ^\n", shown( { text, 2, 7, 0 } ) );
+  EXPECT_EQ( "edge.acl:1:1: error: wrong\n", shown( { file( "" ), 1, 1, 0 } ) );
   EXPECT_EQ( "edge.acl: error: wrong\n", shown( text->whole() ) );
   EXPECT_EQ( "error: wrong\n", shown( {} ) );
 }
@@ -112,6 +113,11 @@ TEST( Diagnostics, CutLongLinesToAWindowAroundThePlace ) {
              shown( { text, 1, 5'000'001, 3 } ) );
   EXPECT_EQ( "edge.acl:1:1: error: wrong\n" + before.substr( 0, 120 ) + "...\n^" + std::string( 119, '~' ) + "\n",
              shown( { text, 1, 1, 5'000'000 } ) );
+  std::string const some = before.substr( 0, 100 );
+  EXPECT_EQ( "edge.acl:1:101: error: wrong\n" + some + "BAD\n" + std::string( 100, ' ' ) + "^~~\n",
+             shown( { file( some + "BAD" ), 1, 101, 3 } ) );
+  EXPECT_EQ( "edge.acl:1:131: error: wrong\n..." + before.substr( 0, 60 ) + "BAD\n" + std::string( 63, ' ' ) + "^~~\n",
+             shown( { file( before.substr( 0, 130 ) + "BAD" ), 1, 131, 3 } ) );
 }
 
 TEST( Diagnostics, LetNoInputWriteToTheTerminal ) {

@@ -29,7 +29,7 @@ TEST_P( InstanceErrors, AreAllToldWithPathPlaceAndRemedy ) {
   auto const reading = readInstance( contentOf( kCorpus / ( GetParam() + ".json" ) ), {}, GetParam() + ".json" );
   EXPECT_FALSE( reading.located );
   EXPECT_TRUE( reading.diagnostics.failed() );
-  EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), reading.diagnostics.text() );
+  EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), messagesOf( reading.diagnostics ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Corpus, InstanceErrors, testing::ValuesIn( corpusNames( kCorpus, ".json" ) ),

@@ -25,7 +25,7 @@ TEST_P( BadProfile, IsToldWithPlaceAndRemedy ) {
       SourceFile::fromText( GetParam() + ".json", contentOf( kCorpus / ( GetParam() + ".json" ) ), diagnostics );
   EXPECT_FALSE( readChipProfile( *file, diagnostics ) );
   EXPECT_TRUE( diagnostics.failed() );
-  EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), diagnostics.text() );
+  EXPECT_EQ( contentOf( kCorpus / ( GetParam() + ".expected" ) ), messagesOf( diagnostics ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Corpus, BadProfile, testing::ValuesIn( corpusNames( kCorpus, ".json" ) ),
