@@ -6,8 +6,6 @@
 #include <string>
 
 #include "Kiv/Exception.h"
-#include "Orvex/OrvexAggregatorSm.h"
-#include "RandomPolicy.h"
 #include "chip/ChipProfile.h"
 #include "host/PolicyNotation.h"
 #include "orvex/TestPolicy.h"
@@ -68,34 +66,6 @@ TEST( AclConfigBuilder, EveryFieldArrives ) {
   EXPECT_TRUE( config->acl().find( "ipv4/edge" )->ruleByNameHas( "web" ) );
   EXPECT_EQ( "", filterText( *ruleAt( *config, "ipv4/edge", 20 ).ruleFilter() ) );
   EXPECT_EQ( "20", ruleAt( *config, "ipv4/edge", 20 ).name().view() );
-}
-
-/// The library has its own way to tell a family, and ends the process over a list that is present and empty.
-TEST( AclConfigBuilder, TheLibraryReadsEveryRandomPolicyInItsFamilies ) {
-  for ( std::uint64_t seed = 0; seed != 300; ++seed ) {
-    SCOPED_TRACE( seed );
-    Random random( seed );
-    Policy const policy = randomPolicy( random );
-    auto const coll = Kiv::make<AclConfigColl>( Brae::ChipId( 1 ) );
-    buildAclConfig( policy, *coll );
-    auto const config = Kiv::make<AggregatorConfig>( coll );
-    auto const status = Kiv::make<AggregatorStatus>();
-    auto const stage =
-        Kiv::make<AggregatorSm>( Brae::ChipId( 1 ), config, status, Kiv::make<ChipHwCapability>( Brae::ChipId( 1 ) ),
-                                 Kiv::make<GenSetKeyGenerator>() );
-    status->handleInitialized();
-    stage->hasNotificationActiveIs( true );
-    config->kickTimeIs( 1 );
-    for ( Acl const& each : policy.acls ) {
-      auto const read = status->aclGenSetIpRuleList().find( libraryAclName( each.family, each.name ) );
-      ASSERT_EQ( each.rules.empty(), !read ) << textOf( each );
-      if ( !read ) continue;
-      ASSERT_EQ( each.family, read->af() ) << textOf( each );
-      ASSERT_EQ( each.rules.size(), read->genSetIpRuleById().size() );
-    }
-    bool const read = coll->acl().size() != 0;
-    ASSERT_EQ( read, status->status() == StageStatusType::finishedSuccess );
-  }
 }
 
 TEST( AclConfigBuilder, LibraryNamesLeadBackToTheUsersNames ) {

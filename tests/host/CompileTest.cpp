@@ -271,24 +271,6 @@ TEST( Compile, ASilentDriverIsGivenUpAndServesTheNextVersion ) {
   }
 }
 
-// The load has been made, and the end of the blanket policy is not confirmed.
-TEST( Compile, ADriverThatFallsSilentAfterTheLoadHasTheNewTableInForce ) {
-  SilentChip chip( narrowChip(), RequestState::load );
-  CompileOptions options;
-  options.driverTimeout = std::chrono::milliseconds( 20 );
-  options.cancelled = [&] {
-    chip.silent = chip.pdStatus()->pdAclRuleIpv6EntryStatus().responseState == ResponseState::loaded &&
-                  chip.policyInForce() != GlobalAclControl::doNotApply;
-    return false;
-  };
-  auto const result = compile( mailVersion(), chip, options );
-  EXPECT_EQ( CompileOutcome::driverSilent, result.outcome );
-  EXPECT_EQ( "the chip's driver has been silent for 20 ms; the new table is in force", result.message );
-  EXPECT_EQ( result.snapshot, chip.pdConfig()->currPDData() );
-  EXPECT_EQ( 11U, atPort( chip, "80" ).rule );
-  EXPECT_EQ( permittedByDefault(), atPort( chip, "1" ) );
-}
-
 // Its answers have said "loaded", every one of them.
 TEST( Compile, ALoadThatTheDriverConfirmsAndHasNotMadeIsNoSuccess ) {
   class LyingChip : public SoftwareChip {

@@ -207,26 +207,22 @@ TEST( OpenConfigSets, AreExactBothWays ) {
         json( list.prefixes ) + R"(, "exclude-prefix": )" + json( list.excepts ) + "}}]}";
     auto const reading = readInstance(
         openConfig( entry( "1", R"("ipv4": {"config": {"source-address-prefix-set": "A"}},)" ), "ACL_IPV4", sets ) );
-    std::uint32_t wanted = 0;
-    std::uint32_t had = 0;
+    bool const isAnyBut = list.prefixes.empty() && !list.excepts.empty();
+    bool isEmpty = true;
     for ( std::uint32_t address = 0x0A000000; address != 0x0A000010; ++address ) {
       int const in = longest( list.prefixes, address );
       EXPECT_EQ( in >= 0 && in >= longest( list.excepts, address ),
                  longest( set.prefixes, address ) >= 0 && longest( set.excepts, address ) < 0 )
           << textOf( list ) << " as " << textOf( set );
-      bool const isAnyBut = list.prefixes.empty() && !list.excepts.empty();
       bool const matches = ( in >= 0 || isAnyBut ) && longest( list.excepts, address ) < 0;
-      wanted += matches ? 1 : 0;
+      isEmpty = isEmpty && !matches;
       if ( !reading.located ) continue;
       SharedPrefixList const source = reading.located->policy.acls.at( 0 ).rules.at( 0 ).source;
       bool const reads = !source || ( longest( source->prefixes, address ) >= 0 &&
                                       longest( source->prefixes, address ) >= longest( source->excepts, address ) );
       EXPECT_EQ( matches, reads ) << textOf( list );
-      had += reads ? 1 : 0;
     }
-    EXPECT_EQ( wanted, had ) << textOf( list );
-    bool const isAnyBut = list.prefixes.empty() && !list.excepts.empty();
-    EXPECT_EQ( wanted != 0 || isAnyBut, reading.located.has_value() ) << reading.diagnostics.text();
+    EXPECT_EQ( !isEmpty || isAnyBut, reading.located.has_value() ) << reading.diagnostics.text();
     empty += reading.located ? 0 : 1;
   }
   EXPECT_GT( empty, 100U );

@@ -2,11 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,26 +17,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-
-/// Files of no process may grow beyond this while it lives: as on a disk that is full.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit( rlim_t bytes ) : handler_( std::signal( SIGXFSZ, SIG_IGN ) ) {
-    getrlimit( RLIMIT_FSIZE, &before_ );
-    rlimit const limit{ bytes, before_.rlim_max };
-    setrlimit( RLIMIT_FSIZE, &limit );
-  }
-  ~FileSizeLimit() {
-    setrlimit( RLIMIT_FSIZE, &before_ );
-    std::signal( SIGXFSZ, handler_ );
-  }
-  FileSizeLimit( FileSizeLimit const& ) = delete;
-  FileSizeLimit& operator=( FileSizeLimit const& ) = delete;
-
- private:
-  rlimit before_{};
-  void ( *handler_ )( int );
-};
 
 class OutputFileTest : public testing::Test {
  protected:
@@ -92,17 +70,6 @@ TEST_F( OutputFileTest, TheOldFileStaysUntilTheNewOneIsCommitted ) {
   { OutputFile( path.string() ).write( large + large ); }
   EXPECT_EQ( large, contentOf( path ) ) << "it was not committed";
   EXPECT_THAT( files(), ElementsAre( "out.json" ) );
-}
-
-TEST_F( OutputFileTest, OnAFullDiskTheOldFileStaysAndNothingElse ) {
-  put( path, "old" );
-  {
-    FileSizeLimit const full( 100000 );
-    EXPECT_EQ( "cannot write " + path.string() + ": File too large", failure( path, std::string( 200000, 'x' ) ) );
-  }
-  EXPECT_EQ( "old", contentOf( path ) );
-  EXPECT_THAT( files(), ElementsAre( "out.json" ) );
-  EXPECT_EQ( "cannot write /dev/full: No space left on device", failure( "/dev/full", "x" ) );
 }
 
 TEST_F( OutputFileTest, WhatCannotBeAFileIsToldWithItsReason ) {

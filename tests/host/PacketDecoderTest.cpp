@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "Kiv/Value.h"
+#include "host/PolicyNotation.h"
 #include "packets/CaptureFile.h"
 #include "packets/Random.h"
 
@@ -43,22 +44,10 @@ std::string hexOf( std::vector<std::uint8_t> const& bytes ) {
   return hex.str();
 }
 
-/// "10.0.0.1 > 192.0.2.1 dport 80 proto 6", without fields that are 0; or the reason why there is no packet.
+/// In the notation of packets; or the reason why there is none.
 std::string textOf( std::variant<Verify::Packet, Undecoded> const& decoded ) {
-  if ( auto const* const reason = std::get_if<Undecoded>( &decoded ) )
-    return std::string( Kiv::stringValue( *reason ) );
-  auto const& packet = std::get<Verify::Packet>( decoded );
-  auto const address = []( Vell::IpGenPrefix const& prefix ) {
-    std::string const text = Orvex::Host::textOf( prefix );
-    return text.substr( 0, text.find( '/' ) );
-  };
-  std::string text = address( packet.source ) + " > " + address( packet.destination );
-  auto const add = [&text]( std::string_view name, std::uint32_t value ) {
-    if ( value != 0 ) text.append( " " ).append( name ).append( " " ).append( std::to_string( value ) );
-  };
-  for ( Field const field : kFields ) add( Kiv::stringValue( field ), packet.fields[field] );
-  add( "tcpFlags", packet.tcpFlags );
-  return text;
+  auto const* const reason = std::get_if<Undecoded>( &decoded );
+  return reason ? std::string( Kiv::stringValue( *reason ) ) : Test::textOf( std::get<Verify::Packet>( decoded ) );
 }
 
 struct Case {
@@ -83,10 +72,10 @@ std::vector<Case> const& cases() {
   static std::string const tcp4 = ipv4( "45b8 0028 0001 4000 4006", tcp );
   static std::string const tcp6 = ipv6( "6b812345 0014 06 ff", tcp );
   static std::string const tcp4Text =
-      "10.0.0.1 > 192.0.2.1 sport 53 dport 443 proto 6 length 40 dscp 46 ttl 64 tcpFlags 18";
+      "10.0.0.1 192.0.2.1; sport 53; dport 443; proto 6; length 40; dscp 46; ttl 64; tcpFlags 18";
   static std::string const tcp6Text =
-      "2001:db8::1 > 2001:db8::2 sport 53 dport 443 proto 6 length 60 dscp 46 ttl 255 tcpFlags 18";
-  static std::string const from6 = "2001:db8::1 > 2001:db8::2 ";
+      "2001:db8::1 2001:db8::2; sport 53; dport 443; proto 6; length 60; dscp 46; ttl 255; tcpFlags 18";
+  static std::string const from6 = "2001:db8::1 2001:db8::2";
   static std::vector<Case> const all = {
       // What stands before the IP packet.
       { LinkType::ethernet, ethernet( "0800" + tcp4 ), tcp4Text },
@@ -108,11 +97,11 @@ std::vector<Case> const& cases() {
       // IPv4: padding is not the packet's; options are passed over; lengths fit.
       { LinkType::ethernet,
         ethernet( "0800" + ipv4( "4500 001c 0000 0000 0111", "0043 0044 0008 0000" ) + "0123456789" ),
-        "10.0.0.1 > 192.0.2.1 sport 67 dport 68 proto 17 length 28 ttl 1" },
+        "10.0.0.1 192.0.2.1; sport 67; dport 68; proto 17; length 28; ttl 1" },
       { LinkType::ethernet, ethernet( "0800" + ipv4( "4500 0016 0000 0000 4011", "0043" ) + "0044 0008 0000" ),
         "ends within the transport header" },
       { LinkType::rawIp, ipv4( "4600 0020 0000 0000 4001", "94040000 0800 0000 00010001" ),
-        "10.0.0.1 > 192.0.2.1 icmpType 8 proto 1 length 32 ttl 64" },
+        "10.0.0.1 192.0.2.1; icmpType 8; proto 1; length 32; ttl 64" },
       { LinkType::rawIp, ipv4( "4600 0014 0000 0000 4001", "94040000" ),
         "IP lengths contradict the frame or each other" },
       { LinkType::rawIp, ipv4( "4400 0014 0000 0000 4001", "" ), "IP lengths contradict the frame or each other" },
@@ -121,22 +110,22 @@ std::vector<Case> const& cases() {
       { LinkType::rawIp, ipv4( "4500 0000 0000 0000 4006", tcp ), "IP length 0: a jumbogram, or not yet segmented" },
       { LinkType::rawIp, ipv4( "4500 001c 0001 2000 4006", "0035 01bb 00000001" ), "ends within the transport header" },
       { LinkType::rawIp, ipv4( "4500 001c 0001 3fff 4006", "0035 01bb 00000001" ),
-        "10.0.0.1 > 192.0.2.1 proto 6 length 28 fragment 8191 ttl 64" },
+        "10.0.0.1 192.0.2.1; proto 6; length 28; fragment 8191; ttl 64" },
       { LinkType::rawIp, ipv4( "4500 0018 0000 0000 4033", "06000000" ),
-        "10.0.0.1 > 192.0.2.1 proto 51 length 24 ttl 64" },
-      { LinkType::rawIp, ipv4( "4500 0028 0000 0000 4004", tcp ), "10.0.0.1 > 192.0.2.1 proto 4 length 40 ttl 64" },
-      { LinkType::rawIp, ipv4( "4500 0015 0000 0000 403a", "80" ), "10.0.0.1 > 192.0.2.1 proto 58 length 21 ttl 64" },
+        "10.0.0.1 192.0.2.1; proto 51; length 24; ttl 64" },
+      { LinkType::rawIp, ipv4( "4500 0028 0000 0000 4004", tcp ), "10.0.0.1 192.0.2.1; proto 4; length 40; ttl 64" },
+      { LinkType::rawIp, ipv4( "4500 0015 0000 0000 403a", "80" ), "10.0.0.1 192.0.2.1; proto 58; length 21; ttl 64" },
       // IPv6: the protocol is behind the extension headers.
       { LinkType::rawIp, ipv6( "60000000 0008 3a 40", "8700 0000 00000000" ),
-        from6 + "icmpType 135 proto 58 length 48 ttl 64" },
+        from6 + "; icmpType 135; proto 58; length 48; ttl 64" },
       { LinkType::rawIp,
         ipv6( "60000000 0044 00 40",
               "2b00010400000000  2c02040000000000 00000000000000000000000000000000"
               "33000000 00000001  3c01 0000 00000001 00000000  1100010400000000"
               "0001 0002 0004 0000" ),
-        from6 + "sport 1 dport 2 proto 17 length 108 ttl 64" },
+        from6 + "; sport 1; dport 2; proto 17; length 108; ttl 64" },
       { LinkType::rawIp, ipv6( "60000000 0010 2c 40", "06000009 00000001 0035 01bb 00000001" ),
-        from6 + "proto 6 length 56 fragment 1 ttl 64" },
+        from6 + "; proto 6; length 56; fragment 1; ttl 64" },
       { LinkType::rawIp, ipv6( "60000000 0010 2c 40", "06000001 00000001 0035 01bb 00000001" ),
         "ends within the transport header" },
       { LinkType::rawIp, ipv6( "60000000 0010 2c 40", "3c000009 00000001 0600010400000000" ),
@@ -144,7 +133,7 @@ std::vector<Case> const& cases() {
       { LinkType::rawIp, ipv6( "60000000 0010 2c 40", "2c000000 00000001 06000000 00000001" ),
         "two IPv6 fragment headers" },
       { LinkType::rawIp, ipv6( "60000000 0008 3c 40", "0601010400000000" ), "ends within the IPv6 extension headers" },
-      { LinkType::rawIp, ipv6( "60000000 0000 3b 40", "" ), from6 + "proto 59 length 40 ttl 64" },
+      { LinkType::rawIp, ipv6( "60000000 0000 3b 40", "" ), from6 + "; proto 59; length 40; ttl 64" },
       { LinkType::rawIp, ipv6( "60000000 0000 00 40", "0600c20400010000" ),
         "IP length 0: a jumbogram, or not yet segmented" },
       { LinkType::rawIp, ipv6( "60000000 ffff 06 40", tcp ), "IPv6 packet beyond 65,535 bytes" },
@@ -290,11 +279,11 @@ std::string textOf( Shown const& shown ) {
         last = static_cast<std::uint32_t>( std::stoul( found->second, nullptr, 0 ) );
     return last;
   };
-  auto const word = [&shown]( std::string const& name ) { return shown.count( name ) ? shown.at( name ) : "?"; };
+  auto const word = [&shown]( std::string const& name ) { return shown.count( name ) ? shown.at( name ) : "::"; };
   bool const ipv4 = shown.count( "ip.src" ) != 0;
-  std::string text =
-      ipv4 ? word( "ip.src" ) + " > " + word( "ip.dst" ) : word( "ipv6.src" ) + " > " + word( "ipv6.dst" );
-  PerField<std::uint32_t> fields;
+  auto packet = ipv4 ? Test::packet( word( "ip.src" ) + " " + word( "ip.dst" ) )
+                     : Test::packet( word( "ipv6.src" ) + " " + word( "ipv6.dst" ) );
+  auto& fields = packet.fields;
   fields[Field::sport] = number( { "tcp.srcport", "udp.srcport" } );
   fields[Field::dport] = number( { "tcp.dstport", "udp.dstport" } );
   fields[Field::icmpType] = ipv4 ? number( { "icmp.type" } ) : number( { "icmpv6.type" } );
@@ -305,11 +294,8 @@ std::string textOf( Shown const& shown ) {
   fields[Field::fragment] = number( { "ip.frag_offset", "ipv6.fraghdr.offset" } );
   fields[Field::dscp] = number( { "ip.dsfield.dscp", "ipv6.tclass.dscp" } );
   fields[Field::ttl] = number( { "ip.ttl", "ipv6.hlim" } );
-  std::ostringstream numbers;
-  for ( Field const field : kFields )
-    if ( fields[field] != 0 ) numbers << " " << Kiv::stringValue( field ) << " " << fields[field];
-  if ( std::uint32_t const flags = number( { "tcp.flags" } ) & 0xff; flags != 0 ) numbers << " tcpFlags " << flags;
-  return text + numbers.str();
+  packet.tcpFlags = static_cast<std::uint8_t>( number( { "tcp.flags" } ) & 0xff );
+  return Test::textOf( packet );
 }
 
 TEST( PacketDecoder, TsharkReadsTheSameInTheSameCaptures ) {

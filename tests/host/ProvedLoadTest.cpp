@@ -2,13 +2,10 @@
 
 #include "Kiv/System.h"
 #include "Orvex/OrvexRootSm.h"
-#include "RandomPolicy.h"
 #include "chip/BuiltInProfiles.h"
-#include "chip/SnapshotJson.h"
 #include "chip/SnapshotReader.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
-#include "host/TestChips.h"
 #include "orvex/TestStages.h"
 #include "pipeline/ProvedCompile.h"
 #include "policy/AclConfigBuilder.h"
@@ -101,51 +98,12 @@ TEST( ProvedLoad, AWarmKickThatLeavesAStaleTableIsRefusedByTheChip ) {
   EXPECT_EQ( 10U, proving.ruleOf( kPacket ) ) << "the table of before is in force";
 }
 
-TEST( ProvedLoad, EveryVersionOfAChainIsProvedBeforeItIsLoaded ) {
-  for ( ChipProfile const& profile : chipShapes() ) {
-    SoftwareChip chip( kChip, profile );
-    Random random( 4 );
-    for ( int version = 0; version != 25; ++version ) {
-      SCOPED_TRACE( profile.name + ", version " + std::to_string( version ) );
-      auto const result = compileProved( randomPolicy( random ), chip );
-      if ( result.compile.outcome == CompileOutcome::loaded ) {
-        EXPECT_TRUE( result.proof.isProved() );
-      } else {
-        EXPECT_EQ( CompileOutcome::failed, result.compile.outcome ) << result.compile.message;
-      }
-    }
-  }
-}
-
 TEST( ProvedLoad, WithoutAProofNothingIsLoaded ) {
   SoftwareChip chip( kChip, *builtInProfile( "default" ) );
   auto const result = compileProved( firstVersion(), chip, {}, ProofMode::loadNothing );
   EXPECT_EQ( CompileOutcome::refused, result.compile.outcome );
   EXPECT_NE( nullptr, result.compile.snapshot );
   EXPECT_EQ( nullptr, chip.table() );
-}
-
-TEST( ProvedLoad, ASnapshotThatWasWrittenAndReadIsStillProved ) {
-  for ( ChipProfile const& profile : chipShapes() )
-    for ( std::uint64_t seed = 1; seed != 16; ++seed ) {
-      SCOPED_TRACE( profile.name + ", seed " + std::to_string( seed ) );
-      Random random( seed );
-      Policy const policy = randomPolicy( random );
-      SoftwareChip chip( kChip, profile );
-      auto const compiled = compile( policy, chip );
-      if ( compiled.outcome != CompileOutcome::loaded ) continue;
-      auto const write = [&]( PDData const& snapshot, Verify::TableShape const& shape ) {
-        std::string text;
-        writeSnapshotJson( snapshot, policy, shape, kChip, [&text]( std::string_view piece ) { text += piece; } );
-        return text;
-      };
-      std::string const text = write( *compiled.snapshot, shapeOf( profile ) );
-      Diagnostics diagnostics;
-      auto const read = readSnapshot( *SourceFile::fromText( "snapshot.json", text, diagnostics ), diagnostics );
-      ASSERT_TRUE( read ) << diagnostics.text();
-      EXPECT_EQ( text, write( *read->snapshot, read->shape ) );
-      EXPECT_EQ( Verify::Outcome::equal, prove( policy, *read->snapshot, read->shape, read->defaults ).outcome );
-    }
 }
 
 TEST( ProvedLoad, AFileThatIsNoSnapshotIsRefused ) {

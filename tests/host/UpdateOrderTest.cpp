@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "RandomEdit.h"
 #include "RandomPolicy.h"
 #include "chip/SoftwareChip.h"
 #include "host/PolicyNotation.h"
@@ -103,57 +104,14 @@ class Witnesses {
   std::vector<Watched> packets_;
 };
 
-/// One edit, as an operator makes them.
-void edit( Policy& policy, Random& random ) {
-  if ( random.percent( 4 ) ) return policy.acls.erase( policy.acls.begin() ), void();
-  std::vector<std::size_t> withRules;
-  for ( std::size_t at = 0; at != policy.acls.size(); ++at )
-    if ( !policy.acls[at].rules.empty() ) withRules.push_back( at );
-  if ( withRules.empty() ) return;
-  Acl& acl = policy.acls[random.oneOf( withRules )];
-  std::size_t const place = random.below( acl.rules.size() );
-  Rule& rule = acl.rules[place];
-  switch ( random.below( 8 ) ) {
-    case 0:
-      acl.defaultAction = acl.defaultAction == DefaultAction::deny ? DefaultAction::permit : DefaultAction::deny;
-      break;
-    case 1:
-      rule.action.dropEnabled = !rule.action.dropEnabled;
-      break;
-    case 2:
-      acl.rules.erase( acl.rules.begin() + static_cast<std::ptrdiff_t>( place ) );
-      break;
-    case 3:
-      rule.source = random.oneOf( acl.rules ).source;
-      break;
-    case 4:
-      rule.ranges[Field::dport] = { { 443, random.between( 443, 500 ) } };
-      break;
-    case 5:
-      rule.ranges[Field::proto] = { { 6, 6 } };
-      break;
-    default:  // a new rule behind or before all others
-      Rule copy = rule;
-      copy.name.clear();
-      copy.index = random.percent( 50 ) ? 0xFFFFFF00U : 0;
-      for ( Rule const& other : acl.rules )
-        if ( other.index == copy.index ) return;
-      copy.destination = random.oneOf( acl.rules ).source;
-      copy.action.dropEnabled = !copy.action.dropEnabled;
-      acl.rules.push_back( copy );
-  }
-}
-
 Update randomUpdate( Random& random ) {
   RandomPolicyOptions options;
   options.aclsPerFamily = 1;
   options.maxRules = 8;
-  Policy const old = randomRawPolicy( random, options );
-  Policy now = old;
-  edit( now, random );
-  if ( random.percent( 30 ) ) edit( now, random );
+  Policy const old = randomPolicy( random, options );
+  Policy const now = edited( random, old, randomPolicy( random, options ) );
   auto const shapes = chipShapes();
-  return Update( random.oneOf( shapes ), normalised( old ), normalised( now ) );
+  return Update( random.oneOf( shapes ), old, now );
 }
 
 /// Nothing else is left to write.
