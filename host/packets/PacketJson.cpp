@@ -118,7 +118,8 @@ class PacketReader {
 std::optional<std::vector<AskedPacket>> readPackets( SourceFile const& file, Diagnostics& diagnostics ) {
   std::vector<AskedPacket> packets;
   bool failed = false;
-  for ( std::size_t line = 1; line <= file.lineCount() && !diagnostics.tooManyErrors(); ++line ) {
+  for ( std::size_t line = 1; line <= file.lineCount(); ++line ) {
+    if ( diagnostics.tooManyErrors() ) return std::nullopt;
     if ( !file.lineIsText( line ) ) {
       failed = true;
       continue;
