@@ -4,26 +4,24 @@
 #include <gtest/gtest.h>
 
 #include "Orvex/OrvexByteHash.h"
-#include "orvex/LiteralHash.h"
 #include "orvex/TestPolicy.h"
 
 namespace Orvex {
 namespace {
 
-using Test::LiteralHash;
 using Test::prefix;
 using Test::prefixes;
 using testing::ThrowsMessage;
 
 TEST( ByteHash, IsTheOneAtATimeHash ) {
-  EXPECT_EQ( 0U, ByteHash().result() );
-  EXPECT_EQ( 0xCA2E9442U, ByteHash().feed( std::uint8_t{ 'a' } ).result() );
-  EXPECT_EQ( LiteralHash().feed( 0x0102030405060708, 8 ).feed( 0xA1B2C3D4, 4 ).feed( 0xFF, 1 ).result(),
-             ByteHash()
-                 .feed( std::uint64_t{ 0x0102030405060708 } )
-                 .feed( std::uint32_t{ 0xA1B2C3D4 } )
-                 .feed( std::uint8_t{ 0xFF } )
-                 .result() );
+  ByteHash text, bytes;
+  EXPECT_EQ( 0U, text.result() );
+  for ( char const each : std::string_view( "The quick brown fox jumps over the lazy dog" ) )
+    text.feed( static_cast<std::uint8_t>( each ) );
+  EXPECT_EQ( 0x519E91F5U, text.result() );
+  for ( std::uint8_t byte = 8; byte != 0; --byte ) bytes.feed( byte );
+  EXPECT_EQ( bytes.result(), ByteHash().feed( std::uint64_t{ 0x0102030405060708 } ).result() );
+  EXPECT_EQ( 0x90012U, ByteHash().combine( 3 ).combine( 1 ).result() );  // the state is 2
 }
 
 template <class RangeType>
@@ -85,18 +83,14 @@ TEST( RuleFilter, HashFeedsEveryAttributeInItsPlace ) {
   filter->ttlIs( TtlRange( 1, 2 ) );
   filter->matchTcpEstablishedIs( true );
 
-  auto const rangesHash = []( std::uint32_t id, std::vector<std::uint64_t> const& words, unsigned bytesAWord ) {
-    LiteralHash hash;
-    hash.feed( id, 4 );
-    for ( std::uint64_t const word : words ) hash.feed( word, bytesAWord );
-    return hash.result();
-  };
-  LiteralHash hash;
-  hash.feed( 0x82, 4 ).feed( filter->source()->hash(), 4 ).feed( 0x83, 4 );
-  hash.feed( rangesHash( 0x84, {}, 4 ), 4 ).feed( rangesHash( 0x85, { 80, 500, 443, 500 }, 4 ), 4 );
-  for ( std::uint32_t const id : { 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU } ) hash.feed( rangesHash( id, {}, 4 ), 4 );
-  hash.feed( rangesHash( 0x8d, { 0x8d, 1 | 2ULL << 32 }, 8 ), 4 );  // a checked field's ranges are led by a word
-  hash.feed( 0, 1 ).feed( 1, 1 );
+  auto const none = []( std::uint32_t id ) { return ByteHash().feed( id ).result(); };
+  ByteHash ports, hash;
+  for ( std::uint32_t const word : { 0x85U, 80U, 500U, 443U, 500U } ) ports.feed( word );
+  // A checked field's ranges are led by a word.
+  auto const ttls = ByteHash().feed( 0x8dU ).feed( std::uint64_t{ 0x8d } ).feed( 1U ).feed( 2U );
+  hash.feed( 0x82U ).feed( filter->source()->hash() ).feed( 0x83U ).feed( none( 0x84 ) ).feed( ports.result() );
+  for ( std::uint32_t const id : { 0x86U, 0x87U, 0x8aU, 0x8bU, 0x8cU } ) hash.feed( none( id ) );
+  hash.feed( ttls.result() ).feed( std::uint8_t{ 0 } ).feed( std::uint8_t{ 1 } );
   EXPECT_EQ( hash.result(), filter->hash() );
 
   auto const absent = Kiv::make<RuleFilter>();

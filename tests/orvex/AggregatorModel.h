@@ -10,7 +10,7 @@
 ///     "edge 10: web"                               a rule's place
 ///
 /// The stage's fingerprint does not see every edit: not those of actions and places, nor those whose hashes cancel out. So
-/// the model computes it too, byte by byte as it is defined, and both sides skip the same kicks.
+/// the model computes it too, and both sides skip the same kicks.
 
 #include <algorithm>
 #include <map>
@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "Orvex/OrvexAggregatorSm.h"
-#include "orvex/LiteralHash.h"
+#include "Orvex/OrvexByteHash.h"
 #include "orvex/TestPolicy.h"
 
 namespace Orvex::Test {
@@ -193,20 +193,20 @@ class AggregatorModel {
   }
 
   std::pair<std::uint32_t, std::uint32_t> fingerprint() const {
-    LiteralHash a, b;
+    ByteHash a, b;
     std::uint32_t acls = 0, rules = 0;
     for ( auto const [aclName, acl] : policy_->acl() ) {
       ++acls;
-      a.exclusiveOr( aclName.hash() );
+      a.combine( aclName.hash() );
       for ( auto const [ruleName, rule] : acl->ruleByName() ) {
         ++rules;
         std::uint32_t const filterHash = rule->ruleFilter()->hash();
-        a.exclusiveOr( ruleName.hash() ).feed( filterHash, 4 );
-        b.feed( filterHash, 4 ).exclusiveOr( ruleName.hash() );
+        a.combine( ruleName.hash() ).feed( filterHash );
+        b.feed( filterHash ).combine( ruleName.hash() );
       }
-      b.exclusiveOr( aclName.hash() );
+      b.combine( aclName.hash() );
     }
-    return { a.feed( acls, 4 ).feed( rules, 4 ).result(), b.feed( rules, 4 ).feed( acls, 4 ).result() };
+    return { a.feed( acls ).feed( rules ).result(), b.feed( rules ).feed( acls ).result() };
   }
 
   void build() {

@@ -7,13 +7,11 @@
 #include <random>
 
 #include "Orvex/OrvexHwCapability.h"
-#include "orvex/LiteralHash.h"
 #include "orvex/TestPolicy.h"
 
 namespace Orvex {
 namespace {
 
-using Test::LiteralHash;
 using Test::prefix;
 using testing::Throws;
 using testing::ThrowsMessage;
