@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -78,48 +77,17 @@ INSTANTIATE_TEST_SUITE_P( SmallestAndLargestLabels, PlainLabelsTest,
                           []( auto const& world ) { return world.index == 0 ? "Smallest" : "Largest"; } );
 
 TEST( PlainLabelList, AChangeIsSeenInNoListThatSharesTheLabels ) {
-  for ( std::uint32_t seed = 1; seed <= 50; ++seed ) {
-    SCOPED_TRACE( testing::Message() << "seed " << seed );
-    std::mt19937 random( seed );
-    struct Twin {
-      Kiv::Ptr<PlainLabelList> list;
-      Model model;
-      Kiv::Ptr<PlainLabels const> held;  // as it was at some time, with what it had then
-      Model heldModel;
-    };
-    std::vector<Twin> twins;
-    for ( std::uint64_t key = 1; key <= 4; ++key )
-      twins.push_back( { Kiv::make<PlainLabelList>( GenSetKey( key ) ), {}, nullptr, {} } );
-    for ( int change = 0; change != 200; ++change ) {
-      Twin& twin = twins[random() % twins.size()];
-      std::uint32_t const label = static_cast<std::uint32_t>( random() % 12 );
-      std::uint32_t const choice = static_cast<std::uint32_t>( random() % 20 );
-      if ( choice == 0 ) {
-        auto const shared = Kiv::make<PlainLabels>();
-        shared->insert( PlainLabel( label ) );
-        for ( Twin& each : twins ) {
-          each.list = Kiv::make<PlainLabelList>( each.list->key(), shared );
-          each.model = { label };
-        }
-      } else if ( choice == 1 ) {
-        twin.list->labelDelAll();
-        twin.model.clear();
-      } else if ( choice < 4 ) {
-        twin.held = twin.list->labels();
-        twin.heldModel = twin.model;
-      } else if ( choice < 12 ) {
-        twin.list->labelIs( PlainLabel( label ) );
-        twin.model.insert( label );
-      } else {
-        twin.list->labelDel( PlainLabel( label ) );
-        twin.model.erase( label );
-      }
-      for ( Twin const& each : twins ) {
-        expectHolds( each.list->label(), each.model );
-        if ( each.held ) expectHolds( *each.held, each.heldModel );
-      }
-    }
-  }
+  auto shared = Kiv::make<PlainLabels>();
+  for ( std::uint32_t const label : { 1U, 2U } ) shared->insert( PlainLabel( label ) );
+  PlainLabelList list( GenSetKey( 1 ), shared ), other( GenSetKey( 2 ), std::move( shared ) );
+  other.labelDel( PlainLabel( 1 ) );
+  auto const held = list.labels();
+  list.labelIs( PlainLabel( 3 ) );
+  expectHolds( list.label(), { 1, 2, 3 } );
+  expectHolds( other.label(), { 2 } );
+  list.labelDelAll();
+  expectHolds( list.label(), {} );
+  expectHolds( *held, { 1, 2 } );
 }
 
 /// "3:1,2 8:7": the labels of each key, in the order in which they come.
