@@ -63,7 +63,7 @@ struct RuleLine {
     };
     addKey( "source", source );
     addKey( "destination", destination );
-    for ( std::size_t i = 0; i != kRangeFieldCount; ++i ) addKey( kRangeFields[i], ranges[i] );
+    for ( std::size_t i = 0; i != kRangeFieldCount; ++i ) addKey( kRangeFields[i].name, ranges[i] );
     if ( init ) add( "init" );
     if ( established ) add( "established" );
     if ( action.dropEnabled ) add( "drop" );
@@ -83,7 +83,7 @@ inline std::vector<std::string> linesOf( AggregatorStatus const& status ) {
     for ( auto const [key, set] : info->rangeSetColl() ) {
       std::set<NumberRange> ranges;
       for ( RangeSetElem const& range : set->range() ) ranges.emplace( range.first(), range.last() );
-      lines.push_back( std::string( kRangeFields[Kiv::enumValue( set->type() )] ) + " " + number( key ) + ":" +
+      lines.push_back( std::string( kRangeFields[Kiv::enumValue( set->type() )].name ) + " " + number( key ) + ":" +
                        textOf( ranges ) );
     }
   for ( auto const [key, count] : status.genSetUsageInfo()->refCount() )
@@ -244,7 +244,7 @@ class AggregatorModel {
       auto const ranges = setOf( filter, i );
       if ( ranges.empty() ) continue;
       ++lastKey;  // used up, whether or not there is such a set
-      std::string const field( kRangeFields[i] );
+      std::string const field( kRangeFields[i].name );
       line.ranges[i] = key( field + textOf( ranges ), lastKey, before, field, textOf( ranges ) );
     }
     return line;

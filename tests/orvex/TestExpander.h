@@ -8,10 +8,8 @@
 ///     entries( "edge", 10 )                                 "source 01** dport 0001 headFragment 1 tcpFlag ***0**1* | ..."
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -111,7 +109,7 @@ struct Expander : Stage<RuleExpanderConfig, RuleExpanderStatus, RuleExpanderSm> 
       else if ( field == "destination" )
         made->destinationIs( GenSetKey( key ) );
       else
-        made->rangeIs( rangeType( field ), GenSetKey( key ) );
+        made->rangeIs( rangeFieldNamed( field ), GenSetKey( key ) );
     }
     return made;
   }
@@ -140,12 +138,6 @@ struct Expander : Stage<RuleExpanderConfig, RuleExpanderStatus, RuleExpanderSm> 
   Kiv::Ptr<AggregatorStatus> aggregated = Kiv::make<AggregatorStatus>();
 
  private:
-  static RangeSetType rangeType( std::string_view field ) {
-    auto const* const known = std::find( std::begin( kRangeFields ), std::end( kRangeFields ), field );
-    if ( known == std::end( kRangeFields ) ) throw std::logic_error( "no field " + std::string( field ) );
-    return static_cast<RangeSetType>( known - std::begin( kRangeFields ) );
-  }
-
   Kiv::Ptr<EncoderStatus> encoder( std::string const& field ) {
     auto& made = encoders[field];
     if ( made ) return made;
@@ -160,7 +152,7 @@ struct Expander : Stage<RuleExpanderConfig, RuleExpanderStatus, RuleExpanderSm> 
       config->comboLabelEncoderStatusIs( static_cast<ComboLabelSetType>( combo - kComboLabelSetTypeNames.begin() ),
                                          made );
     else
-      config->rangeEncoderStatusIs( rangeType( field ), made );
+      config->rangeEncoderStatusIs( rangeFieldNamed( field ), made );
     return made;
   }
 

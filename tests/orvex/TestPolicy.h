@@ -8,7 +8,6 @@
 ///     match( filter, "source 10.0.0.0/8; dport 80 443-445; established" )
 ///     rule( acl, 10, "web", "dport 80 443" )       a rule of that name at that place; "" matches everything
 
-#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <set>
@@ -69,62 +68,47 @@ inline std::vector<NumberRange> numberRangesIn( std::string const& text ) {
   return all;
 }
 
-/// The range fields in the notation, in the order of RangeSetType.
-inline constexpr std::string_view kRangeFields[] = { "sport",  "dport",    "icmp", "proto",
-                                                     "length", "fragment", "dscp", "ttl" };
+template <auto kSetter>
+void addTo( RuleFilter& filter, NumberRange range ) {
+  ( filter.*kSetter )( { range.first, range.second } );
+}
 
-/// The eight range fields alike.
+template <auto kGetter>
+std::set<NumberRange> numbersIn( RuleFilter const& filter ) {
+  std::set<NumberRange> all;
+  for ( auto const& range : ( filter.*kGetter )() ) all.emplace( range.rangeStart(), range.rangeEnd() );
+  return all;
+}
+
+struct RangeField {
+  std::string_view name;
+  void ( *add )( RuleFilter&, NumberRange );
+  std::set<NumberRange> ( *ranges )( RuleFilter const& );
+};
+
+/// The range fields in the notation, in the order of RangeSetType.
+inline constexpr RangeField kRangeFields[] = {
+    { "sport", addTo<&RuleFilter::sportRangeIs>, numbersIn<&RuleFilter::sportRange> },
+    { "dport", addTo<&RuleFilter::dportRangeIs>, numbersIn<&RuleFilter::dportRange> },
+    { "icmp", addTo<&RuleFilter::icmpTypeIs>, numbersIn<&RuleFilter::icmpType> },
+    { "proto", addTo<&RuleFilter::protoIs>, numbersIn<&RuleFilter::proto> },
+    { "length", addTo<&RuleFilter::lengthIs>, numbersIn<&RuleFilter::length> },
+    { "fragment", addTo<&RuleFilter::fragmentIs>, numbersIn<&RuleFilter::fragment> },
+    { "dscp", addTo<&RuleFilter::dscpIs>, numbersIn<&RuleFilter::dscp> },
+    { "ttl", addTo<&RuleFilter::ttlIs>, numbersIn<&RuleFilter::ttl> } };
+
+inline RangeSetType rangeFieldNamed( std::string_view name ) {
+  for ( std::uint32_t type = 0; type != std::size( kRangeFields ); ++type )
+    if ( kRangeFields[type].name == name ) return static_cast<RangeSetType>( type );
+  throw std::logic_error( "no field " + std::string( name ) );
+}
+
 inline void addRange( RuleFilter& filter, RangeSetType field, NumberRange range ) {
-  auto const [first, last] = range;
-  switch ( field ) {
-    case RangeSetType::srcPort:
-      return filter.sportRangeIs( { first, last } );
-    case RangeSetType::dstPort:
-      return filter.dportRangeIs( { first, last } );
-    case RangeSetType::icmp:
-      return filter.icmpTypeIs( { first, last } );
-    case RangeSetType::proto:
-      return filter.protoIs( { first, last } );
-    case RangeSetType::length:
-      return filter.lengthIs( { first, last } );
-    case RangeSetType::fragment:
-      return filter.fragmentIs( { first, last } );
-    case RangeSetType::dscp:
-      return filter.dscpIs( { first, last } );
-    case RangeSetType::ttl:
-      return filter.ttlIs( { first, last } );
-    case RangeSetType::rangeSetMax:
-      throw std::logic_error( "not a field" );
-  }
+  kRangeFields[Kiv::enumValue( field )].add( filter, range );
 }
 
 inline std::set<NumberRange> rangesOf( RuleFilter const& filter, RangeSetType field ) {
-  auto const numbers = []( auto const& ranges ) {
-    std::set<NumberRange> all;
-    for ( auto const& range : ranges ) all.emplace( range.rangeStart(), range.rangeEnd() );
-    return all;
-  };
-  switch ( field ) {
-    case RangeSetType::srcPort:
-      return numbers( filter.sportRange() );
-    case RangeSetType::dstPort:
-      return numbers( filter.dportRange() );
-    case RangeSetType::icmp:
-      return numbers( filter.icmpType() );
-    case RangeSetType::proto:
-      return numbers( filter.proto() );
-    case RangeSetType::length:
-      return numbers( filter.length() );
-    case RangeSetType::fragment:
-      return numbers( filter.fragment() );
-    case RangeSetType::dscp:
-      return numbers( filter.dscp() );
-    case RangeSetType::ttl:
-      return numbers( filter.ttl() );
-    case RangeSetType::rangeSetMax:
-      break;
-  }
-  throw std::logic_error( "not a field" );
+  return kRangeFields[Kiv::enumValue( field )].ranges( filter );
 }
 
 /// "source", "destination", a range field with its values, "init", "established".
@@ -144,10 +128,8 @@ inline void match( RuleFilter& filter, std::string const& text ) {
     else if ( field == "established" )
       filter.matchTcpEstablishedIs( true );
     else {
-      auto const* const known = std::find( std::begin( kRangeFields ), std::end( kRangeFields ), field );
-      if ( known == std::end( kRangeFields ) ) throw std::logic_error( "no field " + field );
-      for ( NumberRange const& range : numberRangesIn( values ) )
-        addRange( filter, static_cast<RangeSetType>( known - std::begin( kRangeFields ) ), range );
+      RangeSetType const named = rangeFieldNamed( field );
+      for ( NumberRange const& range : numberRangesIn( values ) ) addRange( filter, named, range );
     }
   }
 }
