@@ -20,23 +20,6 @@ using Vell::AddressFamily;
 constexpr auto kSuccess = StageStatusType::finishedSuccess;
 constexpr auto kFailed = StageStatusType::finishedFailed;
 
-TEST( RuleExpander, AnEntryStaysWithTheFirstRuleOfItsAclInAscendingIndex ) {
-  Expander expander;
-  expander.lists( "source 1: 0001 0010; source 2: 0010 0100; source 3: 0100 0001" );
-  for ( std::string const acl : { "a", "b" } ) {
-    expander.rule( acl, 30, "source 3" );
-    expander.rule( acl, 10, "source 1" );
-    expander.rule( acl, 20, "source 2" );
-  }
-  EXPECT_EQ( kSuccess, expander.kick() );
-  for ( std::string const acl : { "a", "b" } ) {
-    EXPECT_EQ( "source 0001 | source 0010", expander.entries( acl, 10 ) );
-    EXPECT_EQ( "source 0100", expander.entries( acl, 20 ) );
-    EXPECT_EQ( "", expander.entries( acl, 30 ) );
-  }
-  EXPECT_EQ( 6U, expander.output().numFilters() );
-}
-
 TEST( RuleExpander, EveryKickBuildsAllAnew ) {
   Expander expander;
   expander.lists( "source 1: 0001; source 2: 0010" );
