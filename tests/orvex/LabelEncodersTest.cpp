@@ -241,6 +241,34 @@ TEST( PrefixLabelEncoder, DropsTheTableEntriesOfPrefixesThatHaveGone ) {
   EXPECT_EQ( "11.0.0.0/8=1", piecesText( encoder.table() ) );
 }
 
+/// The set of all labels has one entry only where it may match the reserved value too.
+TEST( PrefixLabelEncoder, LetsBlocksHoldTheReservedValueWhereEveryAddressHasALabel ) {
+  struct Case {
+    std::string all;
+    std::uint32_t width;
+    bool hole;
+  };
+  for ( auto const& [all, width, hole] : { Case{ "0.0.0.0/0", 2, false }, Case{ "0.0.0.0/1 128.0.0.0/1", 2, false },
+                                           Case{ "0.0.0.0/0 !10.0.0.0/8", 3, true } } ) {
+    SCOPED_TRACE( all );
+    PrefixStage xform( width );
+    xform.add( 1, all );
+    xform.add( 2, "128.0.0.0/1" );
+    xform.add( 3, "128.0.0.0/2" );
+    xform.capability->labelPlacementIs( LabelPlacement::nested );
+    PrefixEncoder encoder( xform );
+    for ( std::uint64_t key = 1; key <= 3; ++key ) encoder.usage->valueInc( GenSetKey( key ), 1 );
+    ASSERT_EQ( StageStatusType::finishedSuccess, xform.kick() );
+    ASSERT_EQ( StageStatusType::finishedSuccess, encoder.kick() );
+    int matchReserved = 0;
+    for ( std::uint64_t key = 1; key <= 3; ++key ) {
+      EXPECT_EQ( 1U, encoder.status->encodedLabelList().find( GenSetKey( key ) )->encLabelAndMask().size() );
+      matchReserved += matches( *encoder.status, key, 0 ) ? 1 : 0;
+    }
+    EXPECT_EQ( hole ? 0 : 1, matchReserved );
+  }
+}
+
 TEST( PrefixLabelEncoderDeathTest, NeedsAWidth ) {
   PrefixStage xform( 0 );
   EXPECT_DEATH( PrefixEncoder{ xform }, "encodeBitWidth\\(\\)" );

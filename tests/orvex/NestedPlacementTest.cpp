@@ -1,10 +1,10 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <bit>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <numeric>
 #include <random>
 #include <set>
@@ -17,13 +17,9 @@
 #include "Orvex/OrvexLabelFamily.h"
 #include "Orvex/OrvexNestedSets.h"
 #include "Orvex/OrvexOverlapClasses.h"
-#include "orvex/TestSets.h"
 
 namespace Orvex {
 namespace {
-
-using Test::prefixesIn;
-using Test::PrefixStage;
 
 /// Labels from 0, and how many rules use the set.
 struct Used {
@@ -321,44 +317,6 @@ TEST( NestedPlacement, SurvivesSetsThatNestDeeperThanTheWidth ) {
   Encoded const nested( chain, 9, 7, LabelPlacement::nested );
   ASSERT_TRUE( nested.success() );
   EXPECT_LE( nested.weightedEntries(), Encoded( chain, 9, 7, LabelPlacement::costOrder ).weightedEntries() );
-}
-
-/// The set of all labels has one entry only where it may match the reserved value too.
-TEST( NestedPlacement, LetsBlocksHoldTheReservedValueWhereEveryAddressHasALabel ) {
-  struct Case {
-    std::string_view all;
-    std::string_view high;
-    std::uint32_t width;
-    bool hole;
-  };
-  for ( auto const& [all, high, width, hole] :
-        { Case{ "0.0.0.0/0", "128.0.0.0/1", 2, false }, Case{ "0.0.0.0/1 128.0.0.0/1", "128.0.0.0/1", 2, false },
-          Case{ "0.0.0.0/0 !10.0.0.0/8", "128.0.0.0/1", 3, true } } ) {
-    SCOPED_TRACE( all );
-    PrefixStage xform( width );
-    xform.add( 1, std::string( all ) );
-    xform.add( 2, std::string( high ) );
-    xform.add( 3, "128.0.0.0/2" );
-    xform.capability->labelPlacementIs( LabelPlacement::nested );
-    ASSERT_EQ( StageStatusType::finishedSuccess, xform.kick() );
-    auto const usage = Kiv::make<GenSetUsageInfo>();
-    for ( std::uint64_t key = 1; key <= 3; ++key ) usage->valueInc( GenSetKey( key ), 1 );
-    auto const config = Kiv::make<EncoderConfig>( xform.status );
-    auto const status = Kiv::make<PrefixEncoderStatus>( xform.key, Kiv::make<PrefixXformLoaderInfo>( xform.key ) );
-    auto const encoder = Kiv::make<PrefixLabelEncoderSm>( Brae::ChipId( 1 ), config, status, usage, xform.capability,
-                                                          xform.key, xform.status );
-    encoder->hasNotificationActiveIs( true );
-    config->kickTimeIs( 1 );
-    std::uint32_t entries = 0;
-    std::uint32_t matchReserved = 0;
-    for ( auto list = status->encodedLabelList().begin(); list; ++list )
-      for ( auto const& entry : list.value()->encLabelAndMask() ) {
-        ++entries;
-        matchReserved += ( entry.label.value() & entry.mask.value() ) == 0 ? 1 : 0;
-      }
-    EXPECT_EQ( 3, entries );
-    EXPECT_EQ( hole ? 0 : 1, matchReserved );
-  }
 }
 
 /// Runs of neighbours, most of them short, that overlap.
