@@ -102,8 +102,13 @@ TEST( OrvexRootFailures, TheStageThatRunsOutOfLabelsIsNamed ) {
   }
 }
 
-TEST( OrvexRootFailures, TheStageThatMeetsALimitIsNamed ) {
+TEST( OrvexRootFailures, TheStageThatRefusesThePolicyOrMeetsALimitIsNamed ) {
   TraceLines const failures( 0 );
+  TestChip mixed;
+  rule( *mixed.policy->aclIs( "edge" ), 10, "mixed", "source 10.0.0.0/8; destination 2001:db8::/32" );
+  mixed.build();
+  expectFailure( mixed, OrvexActiveStage::stageAggregator );
+
   TestChip pairs;
   fill( pairs );
   rule( *pairs.policy->aclIs( "ipv4" ), 30, "c", "source 10.0.0.0/8 20.0.0.0/8; destination 30.0.0.0/8 40.0.0.0/8" );
@@ -167,6 +172,8 @@ std::size_t rulesAfterARefusal( bool freshRoot ) {
   chip.kick();
   chip.run();
   EXPECT_EQ( OrvexProgress::orvexFinishedFail, chip.rootStatus->kickProgress() );
+  EXPECT_EQ( failureAt( OrvexActiveStage::stageLoader ), std::string( chip.rootStatus->kickMessage().view() ) );
+  EXPECT_THAT( chip.driver.log, ElementsAre( "acquire", "load", "acquire", "revert" ) );
   EXPECT_EQ( inForce, chip.pdConfig->currPDData() );
   return publishedRules( chip );
 }

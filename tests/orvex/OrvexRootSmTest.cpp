@@ -3,15 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Kiv/Trace.h"
 #include "orvex/TestChip.h"
 #include "orvex/TestPolicy.h"
-#include "orvex/TestStages.h"
 
 namespace Orvex {
 namespace {
 
 using Test::rule;
-using Test::TraceLines;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -59,28 +58,6 @@ TEST_F( OrvexRootSmTest, EveryStageTracesAndDumpsWhatItDoes ) {
           "Creating comboSet : Key: ", "*** Rule Expander Status ***",
           "Deduping filter with key: ", "Transited from stageLoader to stageInit" } )
     EXPECT_THAT( lines, Contains( HasSubstr( text ) ) );
-}
-
-TEST_F( OrvexRootSmTest, ARefusedAcquisitionIsRevertedAndReportedAsAFailureOfTheLoader ) {
-  TraceLines const failures( 0 );
-  EXPECT_EQ( OrvexProgress::orvexFinishedSuccess, compile() );
-  auto const inForce = pdConfig->currPDData();
-  root = nullptr;
-  driver.log.clear();
-  driver.toAcquire = ResponseState::failed;
-  EXPECT_EQ( OrvexProgress::orvexFinishedFail, compile() );
-  EXPECT_EQ( Kiv::String( "Orvex failed at stageLoader on chip 7" ), rootStatus->kickMessage() );
-  EXPECT_THAT( driver.log, ElementsAre( "acquire", "revert" ) );
-  EXPECT_EQ( inForce, pdConfig->currPDData() );
-  EXPECT_THAT( failures.lines, Contains( HasSubstr( ": Failed resource acquisition" ) ) );
-}
-
-TEST_F( OrvexRootSmTest, AFailedStageIsNamedAndNothingIsRequested ) {
-  TraceLines const failures( 0 );
-  rule( *acl, 10, "mixed", "source 10.0.0.0/8; destination 2001:db8::/32" );
-  EXPECT_EQ( OrvexProgress::orvexFinishedFail, compile() );
-  EXPECT_EQ( Kiv::String( "Orvex failed at stageAggregator on chip 7" ), rootStatus->kickMessage() );
-  EXPECT_THAT( driver.log, ElementsAre() );
 }
 
 TEST_F( OrvexRootSmTest, ACancelCountsAsAKickAndEndsCancelled ) {
