@@ -143,6 +143,8 @@ class TestDriver {
     auto const step = [&]( double responseId, ResponseState answer ) {
       return [this, status, responseId, answer] { setters_[status]( { responseId, answer } ); };
     };
+    if ( behaviour >= Behaviour::saysHitless )  // in the order of ResponseState
+      state = static_cast<ResponseState>( Kiv::enumValue( behaviour ) - Kiv::enumValue( Behaviour::saysHitless ) );
     switch ( behaviour ) {
       case Behaviour::isSilent:
         return;
@@ -158,18 +160,8 @@ class TestDriver {
         return queue_.push_back( step( id, state ) );
       case Behaviour::repeatsAnOlderId:
         return queue_.push_back( step( id - 1, state ) );
-      case Behaviour::answers:
+      default:
         return queue_.push_back( step( id, state ) );
-      case Behaviour::saysHitless:
-        return queue_.push_back( step( id, ResponseState::hitless ) );
-      case Behaviour::saysHitful:
-        return queue_.push_back( step( id, ResponseState::hitful ) );
-      case Behaviour::saysLoaded:
-        return queue_.push_back( step( id, ResponseState::loaded ) );
-      case Behaviour::saysFailed:
-        return queue_.push_back( step( id, ResponseState::failed ) );
-      case Behaviour::saysReverted:
-        return queue_.push_back( step( id, ResponseState::reverted ) );
     }
   }
   void handlePolicy() {
