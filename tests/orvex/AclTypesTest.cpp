@@ -9,6 +9,7 @@
 namespace Orvex {
 namespace {
 
+using Test::match;
 using Test::prefix;
 using Test::prefixes;
 using testing::ThrowsMessage;
@@ -101,16 +102,9 @@ TEST( RuleFilter, HashFeedsEveryAttributeInItsPlace ) {
 
 TEST( RuleFilter, CopyTakesEverythingAndPlantsListsThatAreAbsent ) {
   auto const from = Kiv::make<RuleFilter>();
-  from->destinationIs()->exceptAddrIs( prefix( "2001:db8::/32" ) );
-  from->sportRangeIs( L4PortRange( 1, 2 ) );
-  from->dportRangeIs( L4PortRange( 3, 4 ) );
-  from->icmpTypeIs( IcmpTypeRange( 5, 6 ) );
-  from->protoIs( ProtoRange( 7, 8 ) );
-  from->lengthIs( LengthRange( 9, 10 ) );
-  from->fragmentIs( FragmentRange( 11, 12 ) );
-  from->dscpIs( DscpRange( 13, 14 ) );
-  from->ttlIs( TtlRange( 15, 16 ) );
-  from->matchTcpInitIs( true );
+  match( *from,
+         "destination !2001:db8::/32; sport 1-2; dport 3-4; icmp 5-6; proto 7-8; length 9-10; fragment 11-12; "
+         "dscp 13-14; ttl 15-16; init" );
   auto const to = Kiv::make<RuleFilter>();
   auto const own = to->sourceIs();
   own->addrIs( prefix( "10.0.0.0/8" ) );
