@@ -11,7 +11,6 @@ namespace Orvex {
 namespace {
 
 using Test::Aggregator;
-using Test::prefixes;
 using Test::rule;
 using Test::TraceLines;
 using testing::AllOf;

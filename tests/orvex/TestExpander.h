@@ -13,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "Orvex/OrvexRuleExpanderSm.h"
 #include "orvex/TestPolicy.h"
