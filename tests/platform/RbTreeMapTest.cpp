@@ -9,17 +9,9 @@ namespace {
 
 using Kiv::RbTreeMap;
 using Kiv::RbTreeSet;
-using Kiv::String;
 using testing::ElementsAre;
 
-struct Key {
-  std::uint32_t id;
-
-  explicit Key( std::uint32_t number ) : id( number ) {}
-  auto operator<=>( Key const& ) const = default;
-};
-
-TEST( RbTreeMap, AgreesWithAModel ) { MapModel::run<RbTreeMap<Key, String>>(); }
+TEST( RbTreeMap, AgreesWithAModel ) { MapModel::run<RbTreeMap<MapModel::OrderedKey, Kiv::String>>(); }
 
 TEST( RbTreeMap, SetsYieldTheirKeysInAscendingOrder ) {
   RbTreeSet<int> set;
