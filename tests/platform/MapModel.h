@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Kiv/Hash.h"
+#include "Kiv/Ptr.h"
 #include "Kiv/String.h"
 
 namespace MapModel {
@@ -174,6 +175,48 @@ void run() {
       SCOPED_TRACE( testing::Message() << "keys " << keys << ", seed " << seed );
       Twins<Map>( seed, keys ).run( 6000 );
     }
+}
+
+/// Uses the map that it leaves: looks itself up, and deletes the member with the next key.
+template <template <class, class> class MapType>
+class Leaver : public Kiv::PtrInterface {
+ public:
+  using Map = MapType<std::uint32_t, Kiv::Ptr<Leaver>>;
+
+  Leaver( Map& map, std::uint32_t key, std::uint32_t& left ) : map_( map ), key_( key ), left_( left ) {}
+  ~Leaver() override {
+    EXPECT_NE( this, map_.find( key_ ).get() );
+    map_.erase( key_ + 1 );
+    ++left_;
+  }
+  std::uint32_t const& key() const { return key_; }
+
+ private:
+  Map& map_;
+  std::uint32_t key_;
+  std::uint32_t& left_;
+};
+
+template <template <class, class> class MapType>
+void expectDestructorsMayUse() {
+  std::uint32_t left = 0;
+  {
+    typename Leaver<MapType>::Map map;
+    auto const fill = [&] {
+      for ( std::uint32_t i = 0; i < 100; ++i ) map.set( i, Kiv::make<Leaver<MapType>>( map, i, left ) );
+    };
+    auto const own = [&]( auto key ) -> auto const& { return map.find( key )->key(); };  // goes with its member
+    fill();
+    map.erase( own( 50U ) );
+    EXPECT_EQ( 50U, map.size() );
+    map.set( own( 20U ), nullptr );
+    EXPECT_EQ( 21U, map.size() );
+    map.clear();
+    EXPECT_EQ( 100U, left );
+    fill();
+    EXPECT_EQ( 100U, left );
+  }
+  EXPECT_EQ( 200U, left );
 }
 
 }  // namespace MapModel
