@@ -50,26 +50,6 @@ std::string walk( TrieGen const& walked, std::string_view start ) {
 
 constexpr char const* kNested = "9.0.0.0/8 9.1.0.0/16 10.0.0.0/8 10.1.0.0/16 10.1.2.0/24 10.1.2.4/32 10.9.0.0/16";
 
-TEST( TrieGen, AChainOfAllLengthsLinksEachToTheNextShorter ) {
-  auto const check = []( auto const& address, AddressFamily af ) {
-    Kiv::Ptr<TrieGen> const chain = Kiv::make<TrieGen>( "chain", af );
-    std::uint32_t const width = Vell::addressWidthBits( af );
-    for ( std::uint32_t length = width + 1; length-- != 0; ) chain->routeIs( IpGenPrefix( address, length ) );
-    std::uint32_t next = 0;
-    Callback callback( [&]( IpGenPrefix const& each ) {
-      EXPECT_EQ( IpGenPrefix( address, next ), each );
-      EXPECT_EQ( next == 0 ? "none" : text( IpGenPrefix( address, next - 1 ) ), text( chain->findParent( each ) ) );
-      return ++next != 0;
-    } );
-    chain->preOrderWalk( IpGenPrefix::defaultRoute( af ), callback );
-    EXPECT_EQ( width + 1, next );
-  };
-  check( 0U, AddressFamily::ipv4 );
-  check( 0xFFFFFFFFU, AddressFamily::ipv4 );
-  check( Ip6Addr(), AddressFamily::ipv6 );
-  check( Ip6Addr( 0x20010DB800000000ULL, 0xAAAAAAAAAAAAAAAAULL ), AddressFamily::ipv6 );
-}
-
 TEST( TrieGen, AWalkStopsWhenTold ) {
   std::string visited;
   Callback callback( [&]( IpGenPrefix const& each ) {
