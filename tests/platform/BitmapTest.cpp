@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <random>
-#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -31,64 +32,32 @@ struct NaiveBitmap {
   }
 };
 
-std::string text( Bitmap const& bitmap ) {
-  std::string bits;
-  for ( std::uint32_t i = 0; i != bitmap.size(); ++i ) bits += bitmap.bit( i ) ? '1' : '0';
+std::vector<bool> bitsOf( Bitmap const& bitmap ) {
+  std::vector<bool> bits( bitmap.size() );
+  for ( std::uint32_t i = 0; i != bitmap.size(); ++i ) bits[i] = bitmap.bit( i );
   return bits;
 }
 
-std::string text( NaiveBitmap const& bitmap ) {
-  std::string bits;
-  for ( bool const bit : bitmap.bits ) bits += bit ? '1' : '0';
-  return bits;
-}
-
-TEST( Bitmap, TreatsEveryRangeOfASmallBitmapExactly ) {
-  std::uint32_t const size = 130;
-  unsigned const seed = 1;
-  SCOPED_TRACE( testing::Message() << "seed " << seed );
-  std::mt19937 random( seed );
-  for ( std::uint32_t first = 0; first != size; ++first ) {
-    for ( std::uint32_t last = first; last != size; ++last ) {
-      SCOPED_TRACE( testing::Message() << first << " to " << last );
-      Kiv::Ptr<Bitmap> const bitmap = bitmapFactory( size );
-      NaiveBitmap naive{ std::vector<bool>( size ) };
-      auto const setOutOf10 = random() % 11;
-      for ( std::uint32_t i = 0; i != size; ++i ) {
-        if ( random() % 10 >= setOutOf10 ) continue;
-        bitmap->setBit( i );
-        naive.set( i, i, true );
-      }
-      ASSERT_EQ( naive.findClear( first, last ), bitmap->findClearBitInRange( first, last ) );
-      ASSERT_EQ( naive.count( first, last, true ), bitmap->numBitsInSetStateInRange( first, last ) );
-      ASSERT_EQ( naive.count( first, last, false ), bitmap->numBitsInSetStateInRange( first, last, false ) );
-
-      bool const state = random() % 2 == 0;
-      state ? bitmap->setBitsInRange( first, last ) : bitmap->clearBitsInRange( first, last );
-      naive.set( first, last, state );
-      ASSERT_EQ( text( naive ), text( *bitmap ) );
-      ASSERT_EQ( naive.count( 0, size - 1, true ), bitmap->numBitsInSetState( true ) );
-    }
-  }
-}
-
+// At 130 a range may have a whole word between two others; enough are drawn to begin and end nearly everywhere.
 TEST( Bitmap, AgreesWithANaiveBitmapUnderRandomChanges ) {
-  for ( std::uint32_t const size : { 1U, 63U, 64U, 65U, 128U, 65536U } ) {
+  using Run = std::pair<std::uint32_t, int>;
+  for ( auto const& [size, steps] : { Run( 1, 100 ), Run( 63, 3000 ), Run( 64, 3000 ), Run( 65, 3000 ),
+                                      Run( 128, 3000 ), Run( 130, 30000 ), Run( 65536, 300 ) } ) {
     SCOPED_TRACE( testing::Message() << "size " << size << ", seed " << size );
     std::mt19937 random( size );
     std::uniform_int_distribution<std::uint32_t> position( 0, size - 1 );
+    auto const anyRange = [&] { return std::minmax( { position( random ), position( random ) } ); };
     Kiv::Ptr<Bitmap> const bitmap = bitmapFactory( size );
     NaiveBitmap naive{ std::vector<bool>( size ) };
-    for ( int step = 0; step != 300; ++step ) {
-      std::uint32_t const a = position( random );
-      std::uint32_t const b = position( random );
-      auto const [first, last] = std::minmax( a, b );
+    for ( int step = 0; step != steps; ++step ) {
+      std::uint32_t const at = position( random );
+      auto const [first, last] = anyRange();
       switch ( random() % 4 ) {
         case 0:
-          bitmap->setBit( a ), naive.set( a, a, true );
+          bitmap->setBit( at ), naive.set( at, at, true );
           break;
         case 1:
-          bitmap->clearBit( a ), naive.set( a, a, false );
+          bitmap->clearBit( at ), naive.set( at, at, false );
           break;
         case 2:
           bitmap->setBitsInRange( first, last ), naive.set( first, last, true );
@@ -97,13 +66,16 @@ TEST( Bitmap, AgreesWithANaiveBitmapUnderRandomChanges ) {
           bitmap->clearBitsInRange( first, last ), naive.set( first, last, false );
           break;
       }
-      std::uint32_t const from = position( random );
-      ASSERT_EQ( naive.findClear( from, size - 1 ), bitmap->findClearBitInRange( from, size - 1 ) );
-      ASSERT_EQ( naive.count( first, last, true ), bitmap->numBitsInSetStateInRange( first, last ) );
+      auto const [from, to] = anyRange();
+      ASSERT_EQ( naive.findClear( from, to ), bitmap->findClearBitInRange( from, to ) );
+      ASSERT_EQ( naive.count( from, to, true ), bitmap->numBitsInSetStateInRange( from, to ) );
+      ASSERT_EQ( naive.count( from, to, false ), bitmap->numBitsInSetStateInRange( from, to, false ) );
       ASSERT_EQ( naive.count( 0, size - 1, true ), bitmap->numBitsInSetState( true ) );
       ASSERT_EQ( naive.count( 0, size - 1, false ), bitmap->numBitsInSetState( false ) );
+      if ( size < 1000 || step + 1 == steps ) {
+        ASSERT_EQ( naive.bits, bitsOf( *bitmap ) ) << "step " << step;
+      }
     }
-    EXPECT_EQ( text( naive ), text( *bitmap ) );
   }
 }
 
