@@ -7,10 +7,9 @@
 #include <functional>
 #include <stdexcept>
 
-#include "Kiv/Exception.h"
 #include "Kiv/RbTreeMap.h"
 #include "Kiv/StateMachine.h"
-#include "Kiv/Value.h"
+#include "Kiv/String.h"
 
 namespace {
 
@@ -39,27 +38,6 @@ class Lamp : public Kiv::Entity {
   int level_ = 0;
   double heat_ = 0;
   Kiv::RbTreeMap<int, int> shade_;
-};
-
-/// An owner that makes its lamp on first use.
-class Room : public Kiv::Entity {
- public:
-  Kiv::Ptr<Lamp> lampIs( int watts ) {
-    if ( lamp_ )
-      Kiv::checkConstructorParameter( "_watts", watts, watts_ );
-    else
-      makeLamp( watts );
-    return lamp_;
-  }
-
- private:
-  void makeLamp( int watts ) {
-    lamp_ = Kiv::make<Lamp>();
-    watts_ = watts;
-  }
-
-  Kiv::Ptr<Lamp> lamp_;
-  int watts_ = 0;
 };
 
 class ColourLamp : public Lamp {
@@ -253,22 +231,6 @@ TEST( EntityDeathTest, AnExceptionThatNoReactorTakesEndsTheProcess ) {
   thrower->hasNotificationActiveIs( true );
   thrower->notifierIs( lamp );
   EXPECT_DEATH( lamp->levelIs( 1 ), "a notification handler threw: half done" );
-}
-
-TEST( EntityFactories, ASecondCallReturnsTheSameObjectAndOtherParametersAreRefused ) {
-  auto const room = Kiv::make<Room>();
-  auto const lamp = room->lampIs( 40 );
-  EXPECT_EQ( lamp, room->lampIs( 40 ) );
-  try {
-    room->lampIs( 60 );
-    FAIL() << "a lamp of other watts was made";
-  } catch ( Kiv::NameInUseException const& refused ) {
-    EXPECT_STREQ(
-        "Reinstantiating the pointer interface where constructor parameter attribute _watts has a different "
-        "value of 60 than the current value of 40 not allowed",
-        refused.what() );
-  }
-  EXPECT_EQ( lamp, room->lampIs( 40 ) );
 }
 
 TEST( EntityClasses, ReactorsOfTheBaseHearTheBaseAndThoseOfTheDerivedClassHearAll ) {

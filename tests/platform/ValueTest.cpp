@@ -117,6 +117,14 @@ TEST( Hash, NeighbouringKeysHaveUnrelatedHashes ) {
   EXPECT_LE( kKeys * ( kKeys - 1 ) / 2 - 2, sums.size() );
 }
 
+TEST( ConstructorParameter, AnotherThanThatOfTheObjectThatIsThereIsRefused ) {
+  Kiv::checkConstructorParameter( "_watts", 40, 40 );
+  EXPECT_THAT( [] { Kiv::checkConstructorParameter( "_watts", 60, 40 ); },
+               testing::ThrowsMessage<Kiv::NameInUseException>(
+                   "Reinstantiating the pointer interface where constructor parameter attribute _watts has a different "
+                   "value of 60 than the current value of 40 not allowed" ) );
+}
+
 TEST( Value, OutOfRangeTextRaisesTheSettersException ) {
   EXPECT_EQ( Percent::kValueRange,
              thrownText( [] { strepToValue<Percent>( "Value('Test::Percent', ** {'value': 101})" ); } ) );
