@@ -20,23 +20,13 @@ constexpr std::array<std::string_view, 3> kLightNames = { "red", "amber", "green
 static_assert( kLightNames.size() == Kiv::enumValue( Light::green ) + 1 );
 constexpr std::span<std::string_view const> enumNames( Light ) { return kLightNames; }
 
-/// A value type with a checked field.
-class Percent {
- public:
+struct Percent {
   static constexpr std::string_view kTypeName = "Test::Percent";
   static constexpr auto fields() { return std::tuple( Kiv::Field( "value", &Percent::value ) ); }
-  static constexpr std::string_view kValueRange = "Percent::value < 0 or > 100 not allowed";
-
-  explicit Percent( std::uint32_t value ) { valueIs( value ); }
-  std::uint32_t value() const { return value_; }
-  void valueIs( std::uint32_t value ) {
-    Kiv::checkRange( value, 0U, 100U, kValueRange );
-    value_ = value;
-  }
+  explicit Percent( std::uint32_t number ) : value( number ) {}
   bool operator==( Percent const& ) const = default;
 
- private:
-  std::uint32_t value_ = 0;
+  std::uint32_t value;
 };
 
 struct Signal {
@@ -123,11 +113,6 @@ TEST( ConstructorParameter, AnotherThanThatOfTheObjectThatIsThereIsRefused ) {
                testing::ThrowsMessage<Kiv::NameInUseException>(
                    "Reinstantiating the pointer interface where constructor parameter attribute _watts has a different "
                    "value of 60 than the current value of 40 not allowed" ) );
-}
-
-TEST( Value, OutOfRangeTextRaisesTheSettersException ) {
-  EXPECT_EQ( Percent::kValueRange,
-             thrownText( [] { strepToValue<Percent>( "Value('Test::Percent', ** {'value': 101})" ); } ) );
 }
 
 }  // namespace
