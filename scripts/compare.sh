@@ -3,7 +3,9 @@
 # docs/performance.md and docs/plots. Arguments: ClassBench filter sets, and options of bench/compare before them. Beside the
 # filter sets it takes generated ones, so a run takes a quarter of an hour on a calm machine.
 #
-#   scripts/compare.sh acl1_10k.txt fw1_10k.txt          installs what is missing; nft is left out, and the tables say so,
+#   scripts/compare.sh acl1_10k.txt fw1_10k.txt
+#
+# It installs what is missing. Where nft may not have a network of its own it is left out, and the tables say so.
 set -euo pipefail
 started_in=$PWD
 cd "$(dirname "$0")/.."

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Puts small faults into the library's sources, one at a time, and reports how many the tests of library and host notice, and the
-# soak in those modes that go through the library, with the counts of .ci/run. The faults follow from the seed; what has been tried with the same sources stands in build/mutants/log, and
-# is not tried again, so that a run that was cut off, or asked for more, goes on. With --again those that survived are tried
-# once more, with the tests that there are now. With --tests-only the soak, which takes minutes for those that survive, does
-# not judge.
+# Puts small faults into the library's sources, one at a time, and reports how many the tests of library and host notice, and
+# the soak in those modes that go through the library, with the counts of .ci/run. The faults follow from the seed; what has
+# been tried with the same sources stands in build/mutants/log, and is not tried again, so that a run that was cut off, or
+# asked for more, goes on. With --again those that survived are tried once more, with the tests that there are now. With
+# --tests-only the soak, which takes minutes for those that survive, does not judge.
 #
 # Usage: scripts/mutants.sh --count N [--seed S] [--jobs J] [--again] [--tests-only]
 set -euo pipefail

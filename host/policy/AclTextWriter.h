@@ -6,10 +6,10 @@
 /// default action stated. What the model of policies does not hold is lost: comments, remarks, port lists, how lists nest,
 /// and includes.
 ///
-/// A prefix list of one prefix that has no name is written in its rule, all others as named lists before the ACLs, by the user's names or
-/// list1, list2, ... in order of use. An ACL that has ports, ICMP types or TCP flags on protocols without them, as
-/// generated filter sets have, gets "protocol-check off". A rule with both init and established is written with init,
-/// which is what it means.
+/// A prefix list of one prefix that has no name is written in its rule, all others as named lists before the ACLs, by the
+/// user's names or list1, list2, ... in order of use. An ACL that has ports, ICMP types or TCP flags on protocols without
+/// them, as generated filter sets have, gets "protocol-check off". A rule with both init and established is written with
+/// init, which is what it means.
 
 #include <string>
 
